@@ -1,0 +1,2 @@
+list(APPEND SC_SOURCES
+  ${CMAKE_SOURCE_DIR}/factory/SplitString.cpp)

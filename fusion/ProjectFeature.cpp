@@ -1,0 +1,195 @@
+#include "fusion/ProjectFeature.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cfloat>
+#include <cmath>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "fusion/LuxCurve.h"
+#include "fusion/SharedState.h"
+#include "platform/Log.h"
+#include "platform/Properties.h"
+
+namespace android {
+
+namespace {
+
+constexpr const char* kDefaultProductModel = "KX7301";
+// Relative on purpose: it resolves against the service's working directory.
+constexpr const char* kPanelIdentityPath = "sys/lcm/lcm_id";
+constexpr size_t kPanelIdentityBytes = 10;
+
+struct PanelIdentity {
+    const char* bytes;  // exactly kPanelIdentityBytes characters, compared whole
+    int id;
+};
+constexpr PanelIdentity kPanelIdentities[] = {
+        {"0x000000a0", 1}, {"0x00000030", 2}, {"0x00000031", 3},
+        {"0x00000010", 4}, {"0x00000036", 5},
+};
+
+// A calibration factor below single-precision 1e-5 (0, negative, or text that
+// does not convert) means "not calibrated".
+constexpr double kMinCaliFactor = static_cast<double>(1e-5f);
+
+// Scans a decimal integer the way "%d" does (leading blanks, optional sign),
+// saturating instead of overflowing. Text that does not scan leaves `out`.
+void scanInt(const char* text, int* out) {
+    while (std::isspace(static_cast<unsigned char>(*text))) ++text;
+    const char* p = text;
+    if (*p == '+' || *p == '-') ++p;
+    if (!std::isdigit(static_cast<unsigned char>(*p))) return;
+    errno = 0;
+    long long v = std::strtoll(text, nullptr, 10);
+    if (v > INT_MAX) v = INT_MAX;
+    if (v < INT_MIN) v = INT_MIN;
+    *out = static_cast<int>(v);
+}
+
+}  // namespace
+
+ProjectFeature* ProjectFeature::mProject = nullptr;
+
+ProjectFeature* ProjectFeature::getInstance() {
+    if (mProject == nullptr) mProject = new ProjectFeature();
+    return mProject;
+}
+
+ProjectFeature::ProjectFeature()
+    : luxScale(1.0f),
+      autoTest(0),
+      isOverSeas(false),
+      sampleCols(51),
+      sampleRows(81),
+      lastDelta(nullptr),
+      displayId(-1),
+      caliFactor{1.0f, 1.0f, 1.0f, 1.0f, 1.0f},
+      caliFactorCount(5),
+      eyeParam{1.0, 1.0, 1.0} {
+    char value[PROPERTY_VALUE_MAX] = {0};
+
+    property_get("persist.sys.skip_restrict", value, "0");
+    scanInt(value, &autoTest);
+
+    property_get("ro.product.model.qmx", value, kDefaultProductModel);
+    isOverSeas = std::strcmp(value, kDefaultProductModel) != 0;
+    SC_LOGI("UL: ProjectFeature->default. autoTest = %d isOverSeas = %d", autoTest, isOverSeas);
+
+    int threshold = 500;
+    property_get("persist.sys.light_threshold", value, "500");
+    scanInt(value, &threshold);
+    luxScale = threshold != 0 ? 500.0f / static_cast<float>(threshold) : 500.0f;
+    SC_LOGI("ProjectFeature->default. calibraton = %d", threshold);
+
+    getDisplayId();
+    getChannelCaliParam();
+}
+
+int ProjectFeature::getDisplayId() {
+    if (displayId != -1) {
+        SC_LOGE("UL: getDisplayId again %d", displayId);
+        return displayId;
+    }
+    char bytes[kPanelIdentityBytes] = {0};
+    int fd = open(kPanelIdentityPath, O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        SC_LOGE("UL: getDisplayId open file failed!");
+    } else {
+        ssize_t n;
+        do {
+            n = read(fd, bytes, sizeof(bytes));
+        } while (n < 0 && errno == EINTR);
+        close(fd);
+    }
+    for (const PanelIdentity& panel : kPanelIdentities) {
+        if (std::memcmp(bytes, panel.bytes, kPanelIdentityBytes) == 0) {
+            displayId = panel.id;
+            break;
+        }
+    }
+    SC_LOGE("UL: getDisplayId %d", displayId);
+    return displayId;
+}
+
+void ProjectFeature::getChannelCaliParam() {
+    // Read in the order r, g, b, c, w into the c, r, g, b, w slots.
+    static constexpr struct {
+        const char* property;
+        int slot;
+    } kFactors[] = {
+            {"persist.sys.mscct.cali.factor_r", 1}, {"persist.sys.mscct.cali.factor_g", 2},
+            {"persist.sys.mscct.cali.factor_b", 3}, {"persist.sys.mscct.cali.factor_c", 0},
+            {"persist.sys.mscct.cali.factor_w", 4},
+    };
+    char value[PROPERTY_VALUE_MAX] = {0};
+    for (const auto& f : kFactors) {
+        property_get(f.property, value, "1");
+        double v = std::atof(value);
+        // Written so that a NaN text ("nan") also falls back to 1.0.
+        if (!(v >= kMinCaliFactor)) {
+            caliFactor[f.slot] = 1.0f;
+        } else {
+            // Beyond the float range the device's conversion gives infinity; say so
+            // explicitly rather than leave it to an undefined conversion.
+            caliFactor[f.slot] = v > FLT_MAX ? INFINITY : static_cast<float>(v);
+        }
+    }
+    SC_LOGI("UL: getChannelCaliParam crgbw:[%.6f %.6f %.6f %.6f %.6f]", caliFactor[0], caliFactor[1],
+            caliFactor[2], caliFactor[3], caliFactor[4]);
+}
+
+float ProjectFeature::calcLuxForProject(double* crgbw, float lux) {
+    const float s = luxScale * lux;
+    if (displayId == 2 || displayId == 3) return luxcurve::applyG1(s);
+    if (displayId == 4 || displayId == 5) return luxcurve::applyG2(s);
+
+    if (brightness <= 5513) {
+        if (mLogSwitch != 0) {
+            SC_LOGE("UL: calcLuxForProject displayId %d, br %d < 5514, use originLux %f", displayId,
+                    brightness, lux);
+        }
+        return luxcurve::applyG1(s);
+    }
+
+    const float c = static_cast<float>(crgbw[0] * caliFactor[0]);
+    const float r = static_cast<float>(crgbw[1] * caliFactor[1]);
+    const float g = static_cast<float>(crgbw[2] * caliFactor[2]);
+    const float b = static_cast<float>(crgbw[3] * caliFactor[3]);
+    const float w = static_cast<float>(crgbw[4] * caliFactor[4]);
+    float L = luxcurve::channelFormula(r, g, b);
+    if (mLogSwitch != 0) {
+        SC_LOGE("UL: calcLuxForProject displayId %d, br %d, crgbw[%f, %f, %f, %f, %f], "
+                "cal_crgbw[%f, %f, %f, %f, %f], originLux %f, finalLux %f ",
+                displayId, brightness, crgbw[0], crgbw[1], crgbw[2], crgbw[3], crgbw[4], c, r, g, b, w,
+                lux, L);
+    }
+    if (autoTest == 0 && L < 0.0f) L = 0.0f;
+    return luxcurve::applyG1(L);
+}
+
+float ProjectFeature::calByCoefficient7301(float lux) { return luxcurve::applyG1(lux); }
+
+void ProjectFeature::setProjectEyeParam(double r, double g, double b) {
+    eyeParam[0] = r;
+    eyeParam[1] = g;
+    eyeParam[2] = b;
+}
+
+int ProjectFeature::getProjectPixcelModel() { return 1; }
+
+void ProjectFeature::getPixcelScope(int width, int* scope) {
+    static constexpr int kReferenceScope[4] = {686, 43, 729, 112};
+    static constexpr int kOtherScope[4] = {800, 50, 850, 130};
+    const int referenceWidth = isOverSeas ? 420 : 480;
+    const int* src = width == referenceWidth ? kReferenceScope : kOtherScope;
+    for (int i = 0; i < 4; ++i) scope[i] = src[i];
+}
+
+}  // namespace android

@@ -1,0 +1,17 @@
+#!/bin/sh
+# Installs the Debian packages the build, tests, demo and benchmarks need,
+# only those that are missing. Safe to run again.
+set -e
+PACKAGES="cmake make g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev libjsoncpp-dev \
+android-liblog-dev android-libutils-dev android-libbase-dev python3-numpy"
+missing=""
+for p in $PACKAGES; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"
+done
+[ -z "$missing" ] && exit 0
+echo "installing:$missing"
+SUDO=""
+[ "$(id -u)" -ne 0 ] && SUDO=sudo
+export DEBIAN_FRONTEND=noninteractive
+$SUDO apt-get update -qq
+$SUDO apt-get install -y -qq --no-install-recommends $missing
