@@ -13,5 +13,5 @@ echo "installing:$missing"
 SUDO=""
 [ "$(id -u)" -ne 0 ] && SUDO=sudo
 export DEBIAN_FRONTEND=noninteractive
-$SUDO apt-get update -qq
-$SUDO apt-get install -y -qq --no-install-recommends $missing
+$SUDO apt-get update -qq -o DPkg::Lock::Timeout=600
+$SUDO apt-get install -y -qq -o DPkg::Lock::Timeout=600 --no-install-recommends $missing
