@@ -58,7 +58,10 @@ def sample_grid(capture, eye=(1.0, 1.0, 1.0)):
     h, w = capture.shape[1], capture.shape[2]
     rows = (np.arange(K.SAMPLE_ROWS) * h) // K.SAMPLE_ROWS
     cols = (np.arange(K.SAMPLE_COLS) * w) // K.SAMPLE_COLS
-    grid = capture[:, rows][:, :, cols].astype(np.float64) * np.asarray(eye, float)
+    grid = capture[:, rows][:, :, cols]
+    if tuple(eye) == (1.0, 1.0, 1.0):
+        return grid.astype(np.int32)
+    grid = grid.astype(np.float64) * np.asarray(eye, float)
     return (np.sign(grid) * np.floor(np.abs(grid) + 0.5)).astype(np.int32)
 
 

@@ -125,28 +125,22 @@ def unit_counts_per_nit(unit):
 def spot_drive(unit, screen, mode):
     """Spot-weighted linear drive (N, 3) and average drive power (N,) of windows.
 
-    screen: uint8 (N, WIN_H, WIN_W, 3); mode: (N,) display modes. Works on
-    spot-weighted histograms of the pixel values, in double precision, so that
-    a uniform screen gives exactly its drive."""
+    screen: uint8 (N, WIN_H, WIN_W, 3); mode: (N,) display modes. Double
+    precision throughout, so that a uniform screen gives exactly its drive."""
     screen = np.asarray(screen, np.uint8)
     mode = np.asarray(mode, dtype=np.intp)
     n = screen.shape[0]
-    w = spot_weights(unit)
-    hist_w = np.empty((n, 3, 256))
-    hist_n = np.empty((n, 3, 256))
+    weights = np.stack([spot_weights(unit).ravel(), np.full(WIN_H * WIN_W, 1.0 / (WIN_H * WIN_W))])
+    luts = drive_luts()
+    out = np.empty((n, 2, 3))
     step = 32
-    for a in range(0, n, step):
-        b = min(n, a + step)
-        v = screen[a:b].transpose(0, 3, 1, 2).reshape(b - a, 3, -1).astype(np.intp)
-        v += (np.arange((b - a) * 3) * 256).reshape(b - a, 3, 1)
-        size = (b - a) * 3 * 256
-        ww = np.broadcast_to(w.reshape(1, 1, -1), v.shape)
-        hist_w[a:b] = np.bincount(v.ravel(), ww.ravel(), size).reshape(b - a, 3, 256)
-        hist_n[a:b] = np.bincount(v.ravel(), None, size).reshape(b - a, 3, 256)
-    luts = drive_luts().astype(np.float64)[mode]                 # (N, 256)
-    s = np.einsum("ncv,nv->nc", hist_w, luts)
-    p = np.einsum("ncv,nv->n", hist_n, luts) / (3.0 * WIN_H * WIN_W)
-    return s, p
+    for m in np.unique(mode):
+        idx = np.nonzero(mode == m)[0]
+        for a in range(0, len(idx), step):
+            sel = idx[a:a + step]
+            lin = np.take(luts[m], screen[sel].reshape(len(sel), -1, 3))   # (k, H*W, 3)
+            out[sel] = np.matmul(weights[None], lin)
+    return out[:, 0], out[:, 1].mean(axis=1)
 
 
 def subpixel_luminance(spot_s, power, code, mode, acl):

@@ -29,9 +29,17 @@ def solid(rng, n, h=WIN_H, w=WIN_W):
     return np.broadcast_to(colours.astype(np.uint8)[:, None, None, :], (n, h, w, 3)).copy()
 
 
+@functools.lru_cache(maxsize=16)
+def _grid(h, w):
+    ys, xs = np.mgrid[0:h, 0:w].astype(np.float32)
+    ys.setflags(write=False)
+    xs.setflags(write=False)
+    return ys, xs
+
+
 def _smooth_field(rng, h, w, waves=5, scale=1.0):
     """One smooth random field in [0, 1] (sum of low-frequency cosines)."""
-    ys, xs = np.mgrid[0:h, 0:w].astype(np.float32)
+    ys, xs = _grid(h, w)
     f = np.zeros((h, w), np.float32)
     for _ in range(waves):
         kx, ky = rng.normal(0, 0.035 * scale, 2)
@@ -52,7 +60,8 @@ def _photo_one(rng, h, w):
         img[..., c] = np.where(t < 0.5, lo + (mid - lo) * 2 * t, mid + (hi - mid) * (2 * t - 1))
     img *= (0.75 + 0.5 * detail)[..., None]
     img *= rng.uniform(0.3, 1.1)                             # exposure
-    return np.clip(img * 255 + rng.normal(0, 2.0, img.shape), 0, 255).astype(np.uint8)
+    grain = rng.standard_normal(img.shape, dtype=np.float32) * 2.0
+    return np.clip(img * 255 + grain, 0, 255).astype(np.uint8)
 
 
 def photo(rng, n, h=WIN_H, w=WIN_W):
