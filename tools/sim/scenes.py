@@ -50,7 +50,7 @@ def _smooth_field(rng, h, w, waves=5, scale=1.0):
     return f / max(float(f.max()), 1e-6)
 
 
-def _photo_one(rng, h, w):
+def photo_image(rng, h, w):
     base = rng.uniform(0, 1, (3, 3)).astype(np.float32)      # palette: dark, mid, bright
     t = _smooth_field(rng, h, w)
     detail = _smooth_field(rng, h, w, waves=8, scale=4.0)
@@ -65,7 +65,7 @@ def _photo_one(rng, h, w):
 
 
 def photo(rng, n, h=WIN_H, w=WIN_W):
-    return np.stack([_photo_one(rng, h, w) for _ in range(n)]) if n else black(rng, 0, h, w)
+    return np.stack([photo_image(rng, h, w) for _ in range(n)]) if n else black(rng, 0, h, w)
 
 
 @functools.lru_cache(maxsize=None)
@@ -86,7 +86,7 @@ def _glyphs():
     return atlas
 
 
-def _text_block(rng, h, w, fg, bg):
+def text_image(rng, h, w, fg, bg):
     """Lines of glyphs of random scale over a background, (h, w, 3) uint8."""
     atlas = _glyphs()
     s = int(rng.choice([1, 1, 2, 2, 3]))
@@ -106,7 +106,7 @@ def _text_block(rng, h, w, fg, bg):
     return out.astype(np.uint8)
 
 
-def _theme(rng):
+def theme(rng):
     if rng.random() < 0.5:
         bg = rng.integers(225, 256, 3) if rng.random() < 0.8 else rng.integers(180, 256, 3)
         fg = rng.integers(0, 70, 3)
@@ -119,13 +119,13 @@ def _theme(rng):
 def text(rng, n, h=WIN_H, w=WIN_W):
     out = np.empty((n, h, w, 3), np.uint8)
     for i in range(n):
-        fg, bg = _theme(rng)
-        out[i] = _text_block(rng, h, w, fg, bg)
+        fg, bg = theme(rng)
+        out[i] = text_image(rng, h, w, fg, bg)
     return out
 
 
-def _ui_one(rng, h, w):
-    fg, bg = _theme(rng)
+def ui_image(rng, h, w):
+    fg, bg = theme(rng)
     img = np.empty((h, w, 3), np.uint8)
     img[:] = bg
     # Status bar over the sensor: app colour or the theme, with icons/text.
@@ -135,7 +135,7 @@ def _ui_one(rng, h, w):
     lum = img[0, 0].mean()
     ink = (20, 20, 20) if lum > 128 else (235, 235, 235)
     y0 = int(rng.integers(10, max(11, bar - 30)))
-    img[y0:y0 + 27] = _text_block(rng, 27, w, ink, img[y0, 0])
+    img[y0:y0 + 27] = text_image(rng, 27, w, ink, img[y0, 0])
     # App bar, cards, buttons and an image below it.
     y = bar
     while y < h:
@@ -146,9 +146,9 @@ def _ui_one(rng, h, w):
         if kind < 0.35:
             img[y:y + hh, x0:x1] = rng.integers(0, 256, 3)
         elif kind < 0.6:
-            img[y:y + hh, x0:x1] = _text_block(rng, min(hh, h - y), x1 - x0, fg, bg)[:hh]
+            img[y:y + hh, x0:x1] = text_image(rng, min(hh, h - y), x1 - x0, fg, bg)[:hh]
         elif kind < 0.8:
-            img[y:y + hh, x0:x1] = _photo_one(rng, min(hh, h - y), x1 - x0)
+            img[y:y + hh, x0:x1] = photo_image(rng, min(hh, h - y), x1 - x0)
         else:
             bw = int(rng.integers(20, 80))
             bx = int(rng.integers(0, max(1, w - bw)))
@@ -158,14 +158,14 @@ def _ui_one(rng, h, w):
 
 
 def ui(rng, n, h=WIN_H, w=WIN_W):
-    return np.stack([_ui_one(rng, h, w) for _ in range(n)]) if n else black(rng, 0, h, w)
+    return np.stack([ui_image(rng, h, w) for _ in range(n)]) if n else black(rng, 0, h, w)
 
 
 def video_clip(rng, n, h=WIN_H, w=WIN_W):
     """n consecutive frames of one clip: a panning photo, a moving object,
     and an exposure fade."""
     m = 64
-    bg = _photo_one(rng, h + 2 * m, w + 2 * m).astype(np.float32)
+    bg = photo_image(rng, h + 2 * m, w + 2 * m).astype(np.float32)
     v = rng.normal(0, 2.0, 2)
     obj_c = rng.integers(0, 256, 3).astype(np.float32)
     obj_r = rng.uniform(8, 40)

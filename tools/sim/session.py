@@ -17,10 +17,10 @@ def _segment_screens(rng, kind, n):
     if kind in ("ui", "text"):
         tall_h = WIN_H * 3
         if kind == "ui":
-            tall = scenes._ui_one(rng, tall_h, WIN_W)
+            tall = scenes.ui_image(rng, tall_h, WIN_W)
         else:
-            fg, bg = scenes._theme(rng)
-            tall = scenes._text_block(rng, tall_h, WIN_W, fg, bg)
+            fg, bg = scenes.theme(rng)
+            tall = scenes.text_image(rng, tall_h, WIN_W, fg, bg)
         speed = rng.uniform(0, 12) * (rng.random() < 0.7)
         offs = np.clip((np.arange(n) * speed).astype(int), 0, tall_h - WIN_H)
         return np.stack([tall[o:o + WIN_H] for o in offs])
