@@ -19,17 +19,22 @@ void captureLogger(const struct __android_logger_data* data, const char* message
 void quietLogger(const struct __android_logger_data*, const char*) {}
 }  // namespace
 
+// liblog calls the logger under its own lock, and the logger takes gMutex:
+// never swap loggers while holding gMutex, or a line logged on another thread
+// at that moment deadlocks.
 LogCapture::LogCapture() {
-    std::lock_guard<std::mutex> lock(gMutex);
-    delete gLines;
-    gLines = new std::vector<LogLine>();
+    {
+        std::lock_guard<std::mutex> lock(gMutex);
+        delete gLines;
+        gLines = new std::vector<LogLine>();
+    }
     __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
     __android_log_set_logger(captureLogger);
 }
 
 LogCapture::~LogCapture() {
-    std::lock_guard<std::mutex> lock(gMutex);
     __android_log_set_logger(quietLogger);
+    std::lock_guard<std::mutex> lock(gMutex);
     delete gLines;
     gLines = nullptr;
 }
