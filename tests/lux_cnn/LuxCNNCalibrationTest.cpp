@@ -79,7 +79,7 @@ TEST_F(Calibration, FactorsMatchTheReference) {
 TEST_F(Calibration, InitLogsItsInputsAndTheFittedCentre) {
     sctest::LogCapture log;
     EXPECT_EQ(model->initCalibration(color, loc), 1);
-    const std::vector<std::string> lines = log.texts();
+    const std::vector<std::string> lines = log.texts(ANDROID_LOG_INFO, "_Z_ZSensorFusion");
     ASSERT_EQ(lines.size(), 5u);
     EXPECT_EQ(lines[0], "Algo_Lux_Cnn_Model: high_color_params: 14000.000000, 1300.000000, 11000.000000, 1250.000000\n");
     EXPECT_EQ(lines[1], "Algo_Lux_Cnn_Model: low_color_params: 560.000000, 60.000000, 430.000000, 60.000000\n");
