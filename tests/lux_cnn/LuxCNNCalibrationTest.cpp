@@ -262,6 +262,8 @@ TEST_F(Calibration, LowBrightnessRuleEndsAt3155) {
     const auto at3156 = factors("noise", 21, 3156, 0);
     EXPECT_EQ(at3155.first, at0.first);
     EXPECT_LT(at3156.first, at3155.first);
+    // Codes past the luminance table read its last entry instead of beyond it.
+    EXPECT_EQ(factors("noise", 21, 20000, 0), factors("noise", 21, 14063, 0));
 }
 
 }  // namespace
