@@ -16,8 +16,9 @@ Contents:
   predict/<i>/args                      nblk[5], blk[5], lcm, mode, image index
   predict/<i>/unit                      unit calibration table [3][2][5]
   predict/<i>/{output,diff,gain}        expected outputs and correction vectors
-  capture/<i>/pixels, .../args, .../output
-                                        end-to-end CNN lux delta on host captures
+  capture/<i>/pixels, .../output         end-to-end CNN lux delta on host captures;
+  capture/<i>/args                      width, height, eye r g b, screen-hop mode,
+                                        brightness, nblk[5], blk[5]
 """
 import os
 import sys
@@ -95,15 +96,15 @@ def main():
     # End to end from a host capture: 43 x 112 (the capture area of the
     # reference panel) and one exactly the grid size.
     captures = [
-        (43, 112, (0.9, 1.1, 0.75), 0, 9500),
+        (43, 112, (0.875, 1.125, 0.75), 0, 9500),  # eye weights exact in float32
         (43, 112, (1.0, 1.0, 1.0), 1, 6000),
-        (51, 81, (0.25, 0.5, 1.3), 2, 12500),
+        (51, 81, (0.25, 0.5, 1.25), 2, 12500),
     ]
     for i, (w, h, eye, hop, br) in enumerate(captures):
         capture = rng.integers(0, 256, size=w * h * 3)
         o = ref.cnn_lux_delta(weights, tables, other, capture, w, h, eye, nblk, blk, br, hop)
         out[f"capture/{i}/pixels"] = capture.astype(np.float32)
-        out[f"capture/{i}/args"] = np.array([w, h, eye[0], eye[1], eye[2], hop, br], dtype=np.float32)
+        out[f"capture/{i}/args"] = np.concatenate([[w, h, eye[0], eye[1], eye[2], hop, br], nblk, blk]).astype(np.float32)
         out[f"capture/{i}/output"] = o
     safetensors_io.write(OUT, out, {"generator": "tools/reference/light_regression_golden.py",
                                     "weights": os.path.basename(ref.WEIGHTS), "tables": os.path.basename(ref.TABLES)})
