@@ -2,8 +2,46 @@
 
 namespace light_regression {
 
+namespace {
+
+// The same loop with the output channel count fixed at compile time, so the
+// accumulators stay in vector registers; the summation order is unchanged.
+template <int OutCh>
+void conv3x3ReluFixed(const float* in, int inCols, int inCh, int stride, const float* kernel, const float* bias,
+                      int outRows, int outCols, float* out) {
+    for (int r = 0; r < outRows; ++r) {
+        for (int c = 0; c < outCols; ++c) {
+            float acc[OutCh] = {};
+            for (int ky = 0; ky < 3; ++ky) {
+                for (int kx = 0; kx < 3; ++kx) {
+                    const float* px = in + ((stride * r + ky) * inCols + (stride * c + kx)) * inCh;
+                    const float* k = kernel + (ky * 3 + kx) * inCh * OutCh;
+                    for (int i = 0; i < inCh; ++i) {
+                        const float x = px[i];
+                        const float* kr = k + i * OutCh;
+                        for (int o = 0; o < OutCh; ++o) acc[o] += x * kr[o];
+                    }
+                }
+            }
+            float* dst = out + (r * outCols + c) * OutCh;
+            for (int o = 0; o < OutCh; ++o) dst[o] = relu(acc[o] + bias[o]);
+        }
+    }
+}
+
+}  // namespace
+
 void conv3x3Relu(const float* in, int inCols, int inCh, int stride, const float* kernel, const float* bias,
                  int outRows, int outCols, int outCh, float* out) {
+    if (outCh == kMaxKernelChannels) {
+        conv3x3ReluFixed<kMaxKernelChannels>(in, inCols, inCh, stride, kernel, bias, outRows, outCols, out);
+    } else {
+        conv3x3ReluGeneric(in, inCols, inCh, stride, kernel, bias, outRows, outCols, outCh, out);
+    }
+}
+
+void conv3x3ReluGeneric(const float* in, int inCols, int inCh, int stride, const float* kernel, const float* bias,
+                        int outRows, int outCols, int outCh, float* out) {
     for (int r = 0; r < outRows; ++r) {
         for (int c = 0; c < outCols; ++c) {
             // Accumulate all output channels at once so the inner loop runs over
