@@ -77,10 +77,15 @@ INSTANTIATE_TEST_SUITE_P(Sizes, Sampling,
                              return std::to_string(info.param.width) + "x" + std::to_string(info.param.height);
                          });
 
-TEST_F(CnnLuxDelta, SameSizeCaptureIsTheGridAndWideOneSkipsEveryOtherPixel) {
-    ASSERT_TRUE(feature->calcProjectCNNLuxDelta(capture(102, 81, pattern), 9000, 102, 81, delta));
-    EXPECT_EQ(sampled(0, 1, 0), pattern(0, 2, 0));
-    EXPECT_EQ(sampled(80, 50, 2), pattern(80, 100, 2));
+// The model inside the project features starts zeroed, on a defined weight set.
+TEST_F(CnnLuxDelta, ModelStartsZeroedOnDefinedWeights) {
+    const LightRegression& m = feature->mModel;
+    for (float v : m.mOutput) EXPECT_EQ(v, 0.0f);
+    for (const auto& row : m.mImage)
+        for (const auto& px : row)
+            for (float v : px) ASSERT_EQ(v, 0.0f);
+    EXPECT_EQ(m.mLayer1Kernel, light_regression::weightSet(0, 1)[light_regression::kLayer1Kernel]);
+    EXPECT_EQ(m.mLayer12Bias, light_regression::weightSet(0, 1)[light_regression::kLayer12Bias]);
 }
 
 // Eye weights round half away from zero and saturate at the int limits.

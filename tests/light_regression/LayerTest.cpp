@@ -169,17 +169,6 @@ TEST_P(Layers, DenseBranchesAndJoin) {
     expectNear(model->mOutput, denseRef(joined, weights[kLayer12Kernel], weights[kLayer12Bias], kChannels));
 }
 
-// The flatten is row-major over [3][1][32]: index = row * 32 + channel.
-TEST_P(Layers, FlattenKeepsRowMajorOrder) {
-    float in[kL6Rows][kL6Cols][kFilters];
-    for (int r = 0; r < kL6Rows; ++r)
-        for (int k = 0; k < kFilters; ++k) in[r][0][k] = float(r * 1000 + k);
-    fillNaN(model->mLayer7Out);
-    model->layer_7(in, model->mLayer7Out);
-    for (int r = 0; r < kL6Rows; ++r)
-        for (int k = 0; k < kFilters; ++k) EXPECT_EQ(model->mLayer7Out[r * kFilters + k], float(r * 1000 + k));
-}
-
 // A NaN reaching a layer (say through a corrupt feature) comes out as 0, never NaN.
 TEST_P(Layers, NonFiniteSumsBecomeZero) {
     float feats[kChannels] = {kNaN, 1.0f, 1.0f, 1.0f, 1.0f};
