@@ -269,11 +269,13 @@ float* LightRegression::model_predict(Image* image, float* nblk, float* blk, int
         constexpr int kLogSide = 30;
         char text[kLogSide * 48 + 1];
         for (int r = 0; r < kLogSide; ++r) {
-            int n = 0;
+            size_t n = 0;
             text[0] = '\0';
-            for (int c = 0; c < kLogSide; ++c) {
-                n += std::snprintf(text + n, sizeof(text) - n, "[%d][%d] = %d,%d,%d; ", r, c, image[r][c][0],
-                                   image[r][c][1], image[r][c][2]);
+            for (int c = 0; c < kLogSide && n < sizeof(text); ++c) {
+                const int w = std::snprintf(text + n, sizeof(text) - n, "[%d][%d] = %d,%d,%d; ", r, c,
+                                            image[r][c][0], image[r][c][1], image[r][c][2]);
+                if (w < 0) break;
+                n += static_cast<size_t>(w);
             }
             SC_LOGI("Algo_Lux_Cnn_Model: pexelInfo %s", text);
         }

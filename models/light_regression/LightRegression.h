@@ -59,7 +59,7 @@ SC_EXPORT const char* tablesSourceSha256();
 
 // The screen-light regression network with its fixed-size buffers, the unit's
 // calibration and the prediction driver. One object belongs to the project
-// features; it is large (about 260 KB) and lives on the heap. Not thread-safe:
+// features; it is large (about 240 KB) and lives on the heap. Not thread-safe:
 // one caller at a time. The unit calibration table is process-wide, shared by
 // every object.
 class SC_EXPORT LightRegression {
