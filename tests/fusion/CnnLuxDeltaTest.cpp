@@ -118,7 +118,7 @@ TEST_P(ScreenHop, SelectsModelMode) {
     const int hop = GetParam().hop;
     // 7601 is level 1 in modes 1 and 2 and level 2 otherwise.
     EXPECT_EQ(feature->mModel.mLayer1Kernel, light_regression::weightSet(hop, hop == 0 ? 2 : 1)[0]);
-    const std::string& last = logs.texts().back();
+    const std::string last = logs.texts().back();
     const std::string tail = ", br 7601 hop" + std::to_string(hop);
     EXPECT_EQ(last.substr(last.size() - tail.size()), tail) << last;
 }
