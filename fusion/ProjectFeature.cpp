@@ -53,6 +53,24 @@ void scanInt(const char* text, int* out) {
     *out = static_cast<int>(v);
 }
 
+// Rounds half away from zero and saturates at the int limits; NaN gives 0.
+int roundSaturated(double v) {
+    if (!(v == v)) return 0;
+    const double r = std::round(v);
+    if (r >= static_cast<double>(INT_MAX)) return INT_MAX;
+    if (r <= static_cast<double>(INT_MIN)) return INT_MIN;
+    return static_cast<int>(r);
+}
+
+// The model's mode argument for the host's screen-hop mode. The two numberings
+// run opposite ways on purpose: hop mode 0 uses the model's mode-2 weights,
+// hop mode 1 mode 1, anything else the weights of the other modes.
+int screenHopCode(int mode) {
+    if (mode == 0) return 2;
+    if (mode == 1) return 1;
+    return 0;
+}
+
 }  // namespace
 
 ProjectFeature* ProjectFeature::mProject = nullptr;
@@ -66,6 +84,7 @@ ProjectFeature::ProjectFeature()
     : luxScale(1.0f),
       autoTest(0),
       isOverSeas(false),
+      mModel(),
       sampleCols(51),
       sampleRows(81),
       lastDelta(nullptr),
@@ -180,6 +199,54 @@ void ProjectFeature::setProjectEyeParam(double r, double g, double b) {
     eyeParam[0] = r;
     eyeParam[1] = g;
     eyeParam[2] = b;
+}
+
+bool ProjectFeature::calcProjectCNNLuxDelta(android::Vector<int> pixels, int br, int width, int height,
+                                            float* delta) {
+    if (displayId != 1) return false;
+    const long long count = static_cast<long long>(pixels.size());
+    if (count != 3LL * width * height) {
+        if (mLogSwitch != 0) SC_LOGE("pixcel info error size = %d", static_cast<int>(count));
+        return false;
+    }
+    // Dimensions that multiply to the right count but cannot index the capture
+    // (zero, or both negative) would read outside it.
+    if (width <= 0 || height <= 0) {
+        SC_LOGE("UL: calcCNNLuxDelta invalid capture %d x %d", width, height);
+        return false;
+    }
+
+    float blk[5], nblk[5];
+    std::memcpy(blk, channelsBlk, sizeof(blk));
+    std::memcpy(nblk, channelsNblk, sizeof(nblk));
+
+    constexpr int kRows = light_regression::kImageRows, kCols = light_regression::kImageCols;
+    int sample[kRows][kCols][3];
+    std::memset(sample, 0, sizeof(sample));
+    const int rows = sampleRows < kRows ? sampleRows : kRows;
+    const int cols = sampleCols < kCols ? sampleCols : kCols;
+    const int* px = pixels.array();
+    // Nearest-neighbour sampling: each cell takes the pixel at its top-left.
+    for (int i = 0; i < rows; ++i) {
+        const long long srcRow = static_cast<long long>(i) * height / sampleRows;
+        for (int j = 0; j < cols; ++j) {
+            const long long srcCol = static_cast<long long>(j) * width / sampleCols;
+            const int* p = px + (srcRow * width + srcCol) * 3;
+            for (int k = 0; k < 3; ++k) sample[i][j][k] = roundSaturated(p[k] * eyeParam[k]);
+        }
+    }
+
+    const int hop = screenHopCode(screenHopMode);
+    lastDelta = mModel.model_predict(sample, nblk, blk, br, hop);
+    for (int k = 0; k < 5; ++k) delta[k] = lastDelta[k];
+
+    if (mLogSwitch != 0) {
+        SC_LOGI("UL: calcCNNLuxDelta crgbw blk[%f, %f, %f, %f, %f], nblk[%f, %f, %f, %f, %f], "
+                "cnnDelta[%f, %f, %f, %f, %f], br %d hop%d",
+                blk[0], blk[1], blk[2], blk[3], blk[4], nblk[0], nblk[1], nblk[2], nblk[3], nblk[4], delta[0],
+                delta[1], delta[2], delta[3], delta[4], br, hop);
+    }
+    return true;
 }
 
 int ProjectFeature::getProjectPixcelModel() { return 1; }

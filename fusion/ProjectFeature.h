@@ -1,5 +1,8 @@
 #pragma once
 
+#include <utils/Vector.h>
+
+#include "models/light_regression/LightRegression.h"
 #include "platform/Export.h"
 
 namespace android {
@@ -29,6 +32,13 @@ public:
     int getProjectPixcelModel();
     void getPixcelScope(int width, int* scope);
 
+    // Screen light in each channel for the capture over the sensor (`width` x
+    // `height` pixels, three ints each, row-major): samples it into the model's
+    // grid weighted by the eye parameters and predicts with the host's channel
+    // readings. Writes delta[0..4] and returns true only when a prediction was
+    // made (panel 1 and a capture of the stated size).
+    bool calcProjectCNNLuxDelta(android::Vector<int> pixels, int br, int width, int height, float* delta);
+
     static ProjectFeature* mProject;
 
     // Fields in their declaration order; read by the lux formula and the
@@ -36,6 +46,9 @@ public:
     float luxScale;
     int autoTest;
     bool isOverSeas;
+    // The screen-light model; its buffers start zeroed and its weights select a
+    // defined set (see LightRegression()).
+    LightRegression mModel;
     int sampleCols;
     int sampleRows;
     float* lastDelta;

@@ -59,6 +59,12 @@ void RootFusion::getPixcelIcScope(int width, int* scope) {
     ProjectFeature::getInstance()->getPixcelScope(width, scope);
 }
 
+void RootFusion::calcCNNLuxDelta(const android::Vector<int>& pixels, int br, int width, int height,
+                                 float* delta) {
+    android::Vector<int> copy(pixels);
+    ProjectFeature::getInstance()->calcProjectCNNLuxDelta(copy, br, width, height, delta);
+}
+
 void RootFusion::setColorTemper(double, double, double) {}
 bool RootFusion::isQcomCwbProject() { return false; }
 bool RootFusion::isFlipDualProx() { return false; }

@@ -38,6 +38,9 @@ public:
     void setEyeParam(double r, double g, double b);
     int getPixcelModel();
     void getPixcelIcScope(int width, int* scope);
+    // Screen light in each channel (c, r, g, b, w) for a capture over the
+    // sensor; `delta` is written only when the model predicts.
+    void calcCNNLuxDelta(const android::Vector<int>& pixels, int br, int width, int height, float* delta);
     void setColorTemper(double, double, double);
     bool isQcomCwbProject();
     bool isFlipDualProx();
