@@ -12,6 +12,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <memory>
+
+#include "factory/AidlSensorFactoryHalWrapper.h"
 #include "fusion/LuxCurve.h"
 #include "fusion/SharedState.h"
 #include "platform/Log.h"
@@ -257,6 +260,56 @@ void ProjectFeature::getPixcelScope(int width, int* scope) {
     const int referenceWidth = isOverSeas ? 420 : 480;
     const int* src = width == referenceWidth ? kReferenceScope : kOtherScope;
     for (int i = 0; i < 4; ++i) scope[i] = src[i];
+}
+
+namespace {
+
+// The driver's light-sensor calibration test and its request: the first three
+// arguments are fixed by the driver's test protocol, the rest stay zero.
+constexpr int kSixthLightCaliTest = 0x24E;
+constexpr int kSixthLightCaliArgs[3] = {1, 12208, 255};
+constexpr int kTestArgCount = 32;
+
+}  // namespace
+
+void ProjectFeature::updateProjectSixthLightCali() {
+    if (displayId != 1) return;
+
+    // One client per update; the shared owner releases it on every path.
+    std::shared_ptr<AidlSensorFactoryHalWrapper> client = std::make_shared<AidlSensorFactoryHalWrapper>();
+    if (!client->getService()) {
+        SC_LOGI("UL: AidlSensorFactoryHalWrapper getService failed");
+        return;
+    }
+    auto* result = static_cast<__test_result_v2*>(std::malloc(sizeof(__test_result_v2)));
+    if (result == nullptr) {
+        // This one line goes out under the short tag on purpose.
+        __android_log_print(ANDROID_LOG_ERROR, "ZSensorFusion",
+                            "UL: AidlSensorFactoryHalWrapper p_test_result_v2_2 nullptr pointer!!");
+        return;
+    }
+    result->success = 0;
+    result->val[0] = 0.0f;
+    int args[kTestArgCount] = {kSixthLightCaliArgs[0], kSixthLightCaliArgs[1], kSixthLightCaliArgs[2]};
+    const int ret = client->zarnSensorTestV2(result, kSixthLightCaliTest, args);
+    client->showSensorTestResultV2(result);
+    SC_LOGI("UL: initDriverCali AidlSensorFactoryHalWrapper 0x24e ret = %d", ret);
+
+    // [colour][group][channel c, r, g, b, w]: exactly val[0..29] in order.
+    float cali[3][2][5];
+    std::memset(cali, 0, sizeof(cali));
+    for (int k = 0; k < 3; ++k) {
+        std::memcpy(cali[k], &result->val[10 * k], sizeof(cali[k]));
+        SC_LOGI("UL: initDriverCali  color:%d nblk crgbw:[ %.6f %.6f %.6f %.6f %.6f ]", k, cali[k][0][0],
+                cali[k][0][1], cali[k][0][2], cali[k][0][3], cali[k][0][4]);
+        SC_LOGI("UL: initDriverCali  color:%d blk crgbw:[%.6f %.6f %.6f %.6f %.6f]", k, cali[k][1][0],
+                cali[k][1][1], cali[k][1][2], cali[k][1][3], cali[k][1][4]);
+    }
+    std::free(result);
+    // Installed whatever the test reported: a failed or unanswered test hands
+    // over the initialised record (-1.0 then zeros), which the model's ratio
+    // window then rejects frame by frame.
+    mModel.initCalibration(cali);
 }
 
 }  // namespace android

@@ -39,6 +39,10 @@ public:
     // made (panel 1 and a capture of the stated size).
     bool calcProjectCNNLuxDelta(android::Vector<int> pixels, int br, int width, int height, float* delta);
 
+    // Reads the unit's factory calibration through the factory-test service
+    // and installs it into the screen-light model (panel 1 only).
+    void updateProjectSixthLightCali();
+
     static ProjectFeature* mProject;
 
     // Fields in their declaration order; read by the lux formula and the

@@ -85,4 +85,6 @@ void RootFusion::setEngMode(bool) {}
 bool RootFusion::needCheckAPKCaliAR() { return false; }
 bool RootFusion::isSixthLightOptimize() { return true; }
 
+void RootFusion::updateSixthLightCali() { ProjectFeature::getInstance()->updateProjectSixthLightCali(); }
+
 }  // namespace android

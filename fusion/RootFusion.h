@@ -58,6 +58,7 @@ public:
     void setEngMode(bool);
     bool needCheckAPKCaliAR();
     bool isSixthLightOptimize();
+    void updateSixthLightCali();
 
     static RootFusion* mRoot;
 
