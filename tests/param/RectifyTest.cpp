@@ -1,0 +1,427 @@
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <limits>
+#include <random>
+#include <sstream>
+
+#include "param/Rectify.h"
+#include "tests/param/ParamFixture.h"
+
+namespace paramtest {
+namespace {
+
+namespace rectify = android::sensorconfig::rectify;
+using Delta = Store::ChannelsDelta;
+using Pixels = Store::PixelsInfo;
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr const char* kTag = "_Z_ZSensorFusion";
+
+// ---- Term table ----------------------------------------------------------
+
+TEST(RectifyTerms, FollowTheirConstructionRule) {
+    std::vector<std::array<int, 2>> pairs;
+    for (int k = 0; k <= 4; ++k)
+        for (int a = 0; a + k <= 4; ++a) pairs.push_back({a, k});
+    ASSERT_EQ(pairs.size(), 15u);
+    std::vector<std::array<int, 4>> terms;
+    for (int colour = 0; colour < 3; ++colour)
+        for (size_t p = colour == 0 ? 0 : 1; p < pairs.size(); ++p) {
+            std::array<int, 4> e{0, 0, 0, pairs[p][1]};
+            e[colour] = pairs[p][0];
+            terms.push_back(e);
+        }
+    for (auto e : std::vector<std::array<int, 4>>{{1, 1, 0, 1}, {0, 1, 1, 1}, {1, 0, 1, 1}, {2, 1, 0, 1}, {1, 2, 0, 1},
+                                                  {1, 1, 0, 2}, {0, 1, 2, 1}, {0, 2, 1, 1}, {0, 1, 1, 2}, {2, 0, 1, 1},
+                                                  {1, 0, 2, 1}, {1, 0, 1, 2}, {1, 1, 1, 1}})
+        terms.push_back(e);
+    ASSERT_EQ(terms.size(), 56u);
+    for (int t = 0; t < 56; ++t)
+        for (int f = 0; f < 4; ++f) EXPECT_EQ(rectify::sRecitifyExponent[t][f], terms[t][f]) << "term " << t;
+    // The brightness-only terms stand three times each.
+    for (int k = 1; k <= 4; ++k) {
+        int copies = 0;
+        for (const auto& e : terms) copies += e == std::array<int, 4>{0, 0, 0, k};
+        EXPECT_EQ(copies, 3);
+    }
+}
+
+// ---- Lookup names ----------------------------------------------------------
+
+struct NameCase {
+    int acl, mode, light, display, dc;
+    bool acl3, dcFeature;
+    const char* name;
+};
+
+class LookupNames : public StoreTest, public ::testing::WithParamInterface<NameCase> {};
+
+TEST_P(LookupNames, ClampedDigits) {
+    const NameCase& c = GetParam();
+    store().mSupportAcl3 = c.acl3;
+    store().mSupportDcFeature = c.dcFeature;
+    logs->clear();
+    EXPECT_EQ(store().getParamMode4UnderDisplayLight(c.acl, c.mode, c.light, c.display, c.dc), c.name);
+    const bool xdr = c.mode == 3 || c.mode == 5;
+    EXPECT_EQ(logs->texts(), xdr ? std::vector<std::string>{std::string("UL:  xdr use current_parammode ") + c.name}
+                                 : std::vector<std::string>{});
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, LookupNames,
+                         ::testing::Values(NameCase{0, 0, 0, 0, 0, false, true, "param00000"},
+                                           NameCase{1, 4, 0, 1, 1, false, true, "param14011"},
+                                           NameCase{2, 1, 0, 0, 0, false, true, "param11000"},
+                                           NameCase{4, 1, 0, 0, 0, false, true, "param11000"},
+                                           NameCase{-1, 1, 0, 0, 0, false, true, "param11000"},
+                                           NameCase{3, 2, 0, 0, 0, false, true, "param12000"},
+                                           NameCase{3, 2, 0, 0, 0, true, true, "param32000"},
+                                           NameCase{1, 5, 0, 0, 1, false, true, "param05000"},
+                                           NameCase{3, 3, 1, 0, 1, true, true, "param03100"},
+                                           NameCase{1, 12, 0, 0, 0, false, true, "param10000"},
+                                           NameCase{1, -1, 10, -2, 0, false, true, "param10000"},
+                                           NameCase{0, 0, 9, 9, 7, false, true, "param00991"},
+                                           NameCase{0, 0, 0, 0, 1, false, false, "param00000"}));
+
+TEST_F(StoreTest, LookupFindsLoadedModesAndRemembersTheLastFound) {
+    writeMode("param14011");
+    store().underDisplayParamParseOneMode("param14011");
+    logs->clear();
+    const Info* found = store().getCurrentUnderDisplayLightParamMode(1, 4, 0, 1, 1);
+    EXPECT_EQ(found, store().mParamModes.at("param14011"));
+    EXPECT_EQ(store().mCurrentParamMode, "param14011");
+    EXPECT_EQ(logs->texts(), std::vector<std::string>{"UL: getCurrentUnderDisplayLightParamMode = param14011"});
+    EXPECT_EQ(logs->lines()[0].priority, ANDROID_LOG_DEBUG);
+    logs->clear();
+    EXPECT_EQ(store().getCurrentUnderDisplayLightParamMode(2, 4, 0, 1, 1), found);  // same name: silent
+    EXPECT_TRUE(logs->texts().empty());
+}
+
+TEST_F(StoreTest, MissingModeLogsBothLinesEveryTime) {
+    store();
+    for (int i = 0; i < 2; ++i) {
+        logs->clear();
+        EXPECT_EQ(store().getCurrentUnderDisplayLightParamMode(2, 12, 0, 0, 1), nullptr);
+        EXPECT_EQ(logs->texts(), (std::vector<std::string>{
+                                         "UL: getCurrentUnderDisplayLightParamMode = param10001",
+                                         "UL: RGBParam is null! ACL = 2, displaymode = 12, light_ic = 0, "
+                                         "display_ic = 0, dcmode = 1"}));
+        EXPECT_EQ(store().mCurrentParamMode, "null");
+    }
+}
+
+// ---- One evaluation against the independent reference ----------------------
+
+Json::Value loadGolden() {
+    std::ifstream in(sctest::sourceDir() + "/tests/param/data/rectify_golden.json");
+    std::stringstream text;
+    text << in.rdbuf();
+    return parse(text.str());
+}
+
+std::unique_ptr<Info> infoFrom(const Json::Value& v) {
+    std::unique_ptr<Info> info(new Info{});
+    for (int s = 0; s < 7; ++s) info->goldenValue[s] = v["goldenValue"][s].asInt();
+    for (int s = 0; s < 6; ++s) info->paramSection[s] = v["paramSection"][s].asInt();
+    double (*tables[])[7] = {info->red, info->green, info->blue, info->ir};
+    const char* keys[] = {"red", "green", "blue", "ir"};
+    for (int k = 0; k < 4; ++k)
+        for (int t = 0; t < 56; ++t)
+            for (int s = 0; s < 7; ++s) tables[k][t][s] = v[keys[k]][t][s].asDouble();
+    return info;
+}
+
+void expectNear(double actual, double reference, const std::string& what) {
+    double tol = std::max(1e-5, 1e-6 * std::fabs(reference));
+    EXPECT_NEAR(actual, reference, tol) << what;
+}
+
+TEST_F(StoreTest, EvaluationMatchesTheReference) {
+    Json::Value golden = loadGolden();
+    std::vector<std::unique_ptr<Info>> infos;
+    for (const Json::Value& v : golden["infos"]) infos.push_back(infoFrom(v));
+    int evaluated = 0;
+    for (const Json::Value& c : golden["cases"]) {
+        Pixels px{c["r"].asInt(), c["g"].asInt(), c["b"].asInt()};
+        Delta d{kNaN, kNaN, kNaN, kNaN};
+        int g = -12345;
+        store().calcRecitifyParamDeltaByBrRGB(infos[c["info"].asInt()].get(), c["br"].asInt(), &px, &d, g);
+        std::string what = compact(c);
+        if (!c["evaluated"].asBool()) {
+            EXPECT_TRUE(std::isnan(d.deltaR) && std::isnan(d.deltaC)) << what;
+            EXPECT_EQ(g, -12345) << what;
+            continue;
+        }
+        ++evaluated;
+        EXPECT_EQ(g, c["golden"].asInt()) << what;
+        double got[4] = {d.deltaR, d.deltaG, d.deltaB, d.deltaC};
+        for (int k = 0; k < 4; ++k) {
+            expectNear(got[k], c["delta"][k].asDouble(), what);
+            EXPECT_FALSE(std::signbit(got[k])) << what;  // clamped sums are +0.0
+        }
+    }
+    EXPECT_GT(evaluated, 40);
+}
+
+TEST_F(StoreTest, SectionBoundsIncludeTheirUpperValue) {
+    Info info{};
+    const int bounds[6] = {10, 20, 30, 40, 50, 60};
+    std::memcpy(info.paramSection, bounds, sizeof(bounds));
+    for (int s = 0; s < 7; ++s) info.goldenValue[s] = 100 + s;
+    struct { int br, section; } cases[] = {{-5, 0}, {10, 0}, {11, 1}, {30, 2}, {31, 3}, {60, 5}, {61, 6}, {14063, 6}};
+    for (const auto& c : cases) {
+        Pixels px{1, 0, 0};
+        Delta d{};
+        int g = 0;
+        store().calcRecitifyParamDeltaByBrRGB(&info, c.br, &px, &d, g);
+        EXPECT_EQ(g, 100 + c.section) << c.br;
+    }
+}
+
+TEST_F(StoreTest, NullInfoOrBlackPixelWritesNothing) {
+    Info info{};
+    info.red[0][0] = 5.0;
+    Delta d{kNaN, 1.0, 2.0, 3.0};
+    int g = 77;
+    Pixels black{0, 0, 0}, grey{10, 10, 10};
+    store().calcRecitifyParamDeltaByBrRGB(&info, 0, &black, &d, g);
+    store().calcRecitifyParamDeltaByBrRGB(nullptr, 0, &grey, &d, g);
+    EXPECT_TRUE(std::isnan(d.deltaR));
+    EXPECT_EQ(d.deltaC, 3.0);
+    EXPECT_EQ(g, 77);
+}
+
+TEST_F(StoreTest, NegativeAndNaNSumsClampToPositiveZero) {
+    Info info{};
+    info.red[0][0] = -1.0;                                  // negative
+    info.green[0][0] = -0.0;                                // negative zero
+    info.blue[0][0] = std::numeric_limits<double>::infinity();
+    info.blue[1][0] = -std::numeric_limits<double>::infinity();  // inf - inf: NaN
+    info.ir[0][0] = 2.5;
+    Pixels px{1, 0, 0};
+    Delta d{kNaN, kNaN, kNaN, kNaN};
+    int g = 0;
+    store().calcRecitifyParamDeltaByBrRGB(&info, 0, &px, &d, g);
+    for (double v : {d.deltaR, d.deltaG, d.deltaB}) {
+        EXPECT_EQ(v, 0.0);
+        EXPECT_FALSE(std::signbit(v));
+    }
+    EXPECT_EQ(d.deltaC, 2.5);
+}
+
+// ---- Same bits as the term-by-term evaluation --------------------------------
+
+void randomInfo(std::mt19937_64& rng, Info* info) {
+    std::uniform_real_distribution<double> coef(-1.0, 1.0);
+    std::uniform_int_distribution<int> bound(0, 14063);
+    for (int s = 0; s < 6; ++s) info->paramSection[s] = bound(rng);
+    std::sort(info->paramSection, info->paramSection + 6);
+    for (int s = 0; s < 7; ++s) info->goldenValue[s] = 1 + bound(rng) % 2000;
+    for (auto* table : {info->red, info->green, info->blue, info->ir})
+        for (int t = 0; t < 56; ++t) {
+            double scale = std::pow(10.0, -2.0 * (rectify::sRecitifyExponent[t][0] + rectify::sRecitifyExponent[t][1] +
+                                                  rectify::sRecitifyExponent[t][2]) -
+                                                  3.0 * rectify::sRecitifyExponent[t][3]);
+            for (int s = 0; s < 7; ++s) table[t][s] = coef(rng) * scale;
+        }
+}
+
+int randomChannel(std::mt19937_64& rng) {
+    // Mostly the usual 8-bit range, sometimes far beyond it (products no longer exact).
+    switch (rng() % 8) {
+        case 0: return 0;
+        case 1: return static_cast<int>(rng() % 2000000000) - 1000000000;
+        case 2: return static_cast<int>(rng() % 100000000);
+        default: return static_cast<int>(rng() % 256);
+    }
+}
+
+uint64_t bits(double v) {
+    uint64_t b;
+    std::memcpy(&b, &v, sizeof(b));
+    return b;
+}
+
+TEST_F(StoreTest, EvaluationIsBitIdenticalToTermByTerm) {
+    std::mt19937_64 rng(7);
+    std::unique_ptr<Info> info(new Info{});
+    for (int round = 0; round < 200; ++round) {
+        randomInfo(rng, info.get());
+        for (int n = 0; n < 100; ++n) {
+            Pixels px{randomChannel(rng), randomChannel(rng), randomChannel(rng)};
+            if (px.r == 0 && px.g == 0 && px.b == 0) px.g = 1;
+            int br = rng() % 4 == 0 ? static_cast<int>(rng() % 100000) : static_cast<int>(rng() % 14064);
+            Delta d{kNaN, kNaN, kNaN, kNaN};
+            int g = 0;
+            store().calcRecitifyParamDeltaByBrRGB(info.get(), br, &px, &d, g);
+            double ref[4];
+            rectify::sumsByTerm(*info, rectify::sectionOf(*info, br), px.r, px.g, px.b, br, ref);
+            double got[4] = {d.deltaR, d.deltaG, d.deltaB, d.deltaC};
+            for (int k = 0; k < 4; ++k)
+                ASSERT_EQ(bits(got[k]), bits(rectify::clampBelowZero(ref[k])))
+                        << "r=" << px.r << " g=" << px.g << " b=" << px.b << " br=" << br << " output " << k;
+        }
+    }
+}
+
+class WeightedForm : public StoreTest {
+protected:
+    // Installs a mode for the current globals and a grid for IC pair (0, 0).
+    Info* install(std::unique_ptr<Info> info, const std::vector<std::vector<float>>& grid) {
+        Info* raw = info.release();
+        store().mParamModes["param00000"] = raw;
+        store().mDeltaWeights["param00000"] = grid;
+        return raw;
+    }
+    Delta run(const android::Vector<int>& pixels) {
+        Delta d{kNaN, kNaN, kNaN, kNaN};
+        store().calcRecitifyParamDeltaByBrRGBWeight(pixels, 0, 0, &d);
+        return d;
+    }
+    static android::Vector<int> vec(const std::vector<int>& v) {
+        android::Vector<int> out;
+        for (int x : v) out.push_back(x);
+        return out;
+    }
+};
+
+TEST_F(WeightedForm, MatchesTheReference) {
+    Json::Value golden = loadGolden();
+    icScopeWidth = golden["width"].asInt();
+    icScopeHeight = golden["height"].asInt();
+    std::vector<int> px;
+    for (const Json::Value& v : golden["pixels"]) px.push_back(v.asInt());
+    android::Vector<int> pixels = vec(px);
+    for (const Json::Value& c : golden["weighted"]) {
+        rebuildStore();
+        std::vector<std::vector<float>> grid;
+        for (const Json::Value& row : c["grid"]) {
+            grid.emplace_back();
+            for (const Json::Value& w : row) grid.back().push_back(w.asFloat());
+        }
+        install(infoFrom(golden["infos"][c["info"].asInt()]), grid);
+        for (int i = 0; i < 3; ++i) pixelsEyeRatio[i] = c["ratio"][i].asDouble();
+        brightness = c["br"].asInt();
+        Delta d = run(pixels);
+        double got[4] = {d.deltaR, d.deltaG, d.deltaB, d.deltaC};
+        for (int k = 0; k < 4; ++k) expectNear(got[k], c["delta"][k].asDouble(), compact(c));
+    }
+}
+
+// Only the red channel's linear term, coefficient 1, golden 1: each cell adds
+// its pixel's red value times its weight, which shows where each cell samples.
+TEST_F(WeightedForm, CellsSampleEvenlySpacedPixels) {
+    std::unique_ptr<Info> info(new Info{});
+    for (int s = 0; s < 7; ++s) {
+        info->red[1][s] = 1.0;
+        info->goldenValue[s] = 1;
+    }
+    install(std::move(info), {{1, 10}, {100, 1000}});
+    icScopeWidth = 10;
+    icScopeHeight = 6;
+    std::vector<int> px(10 * 6 * 3, 0);
+    auto at = [&](int x, int y) -> int& { return px[3 * (y * 10 + x)]; };
+    at(0, 0) = 1;
+    at(5, 0) = 2;
+    at(0, 3) = 3;
+    at(5, 3) = 4;
+    at(1, 1) = 9;  // not sampled
+    store();
+    logs->clear();
+    Delta d = run(vec(px));
+    EXPECT_EQ(d.deltaR, 1 * 1 + 2 * 10 + 3 * 100 + 4 * 1000);
+    EXPECT_EQ(d.deltaG, 0.0);
+    EXPECT_TRUE(logs->contains("UL: calc weight br = 0, lightid = 0, displayid = 0, rgbc delta = 4321.000000, "
+                               "0.000000, 0.000000, 0.000000"));
+}
+
+TEST_F(WeightedForm, WrongBufferSizeLeavesDeltaUntouched) {
+    std::unique_ptr<Info> info(new Info{});
+    install(std::move(info), {{1}});
+    icScopeWidth = 10;
+    icScopeHeight = 6;
+    for (int size : {10 * 6 * 3 + 1, 10 * 6 * 3 - 1, 0}) {
+        logs->clear();
+        Delta d = run(vec(std::vector<int>(size, 1)));
+        EXPECT_TRUE(std::isnan(d.deltaR));
+        EXPECT_EQ(logs->texts(ANDROID_LOG_ERROR, kTag),
+                  std::vector<std::string>{"pixels info error size = " + std::to_string(size) +
+                                           ", icScopeWidth = 10, icScopeHeight = 10"});
+    }
+    // An empty or negative scope cannot be indexed, whatever the buffer holds.
+    for (auto wh : {std::array<int, 2>{0, 6}, {-2, -3}}) {
+        icScopeWidth = wh[0];
+        icScopeHeight = wh[1];
+        Delta d = run(vec(std::vector<int>(18, 1)));
+        EXPECT_TRUE(std::isnan(d.deltaR));
+    }
+}
+
+TEST_F(WeightedForm, NoGridGivesZerosAndRemembersTheMiss) {
+    icScopeWidth = 2;
+    icScopeHeight = 1;
+    writeMode("param00000");
+    store().underDisplayParamParseOneMode("param00000");
+    brightness = 321;
+    logs->clear();
+    Delta d = run(vec({1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(d.deltaR, 0.0);
+    EXPECT_EQ(d.deltaC, 0.0);
+    EXPECT_EQ(logs->texts(), (std::vector<std::string>{
+                                     "UL: getCurrentUnderDisplayLightParamMode = param00000",
+                                     "UL: getOneModeDeltaWeight lightIC = 0, displayIC = 0 is null",
+                                     "UL: calc weight br = 321, lightid = 0, displayid = 0, rgbc delta = 0.000000, "
+                                     "0.000000, 0.000000, 0.000000"}));
+    EXPECT_EQ(store().mDeltaWeights.count("param00000"), 1u);
+}
+
+TEST_F(WeightedForm, NoModeGivesZerosAfterTheNullLine) {
+    store().mDeltaWeights["param00000"] = {{1, 1}};
+    icScopeWidth = 2;
+    icScopeHeight = 1;
+    ACL = 1;
+    Delta d = run(vec({1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(d.deltaR, 0.0);
+    EXPECT_EQ(d.deltaB, 0.0);
+    EXPECT_TRUE(logs->contains(
+            "UL: RGBParam is null! ACL = 1, displaymode = 0, light_ic = 0, display_ic = 0, dcmode = 0"));
+}
+
+TEST_F(WeightedForm, ZeroGoldenValueIsNotGuarded) {
+    std::unique_ptr<Info> info(new Info{});
+    info->red[0][0] = 1.0;  // goldens stay 0
+    install(std::move(info), {{1}});
+    icScopeWidth = icScopeHeight = 1;
+    Delta d = run(vec({5, 5, 5}));
+    EXPECT_TRUE(std::isinf(d.deltaR));
+    EXPECT_TRUE(std::isnan(d.deltaG));  // 0 / 0
+}
+
+TEST_F(WeightedForm, BitIdenticalToTermByTermOverRandomCaptures) {
+    std::mt19937_64 rng(11);
+    for (int round = 0; round < 40; ++round) {
+        rebuildStore();
+        std::unique_ptr<Info> info(new Info{});
+        randomInfo(rng, info.get());
+        const int rows = 1 + rng() % 12, cols = 1 + rng() % 12;
+        std::vector<std::vector<float>> grid(rows, std::vector<float>(cols));
+        for (auto& row : grid)
+            for (float& w : row) w = rng() % 3 == 0 ? 0.0f : static_cast<float>(static_cast<int>(rng() % 2001) - 200) / 1000.0f;
+        if (rng() % 2) grid[rows - 1].resize(cols / 2);  // a short last row
+        Info* raw = install(std::move(info), grid);
+        icScopeWidth = 1 + rng() % 60;
+        icScopeHeight = 1 + rng() % 120;
+        std::vector<int> px(static_cast<size_t>(icScopeWidth) * icScopeHeight * 3);
+        for (int& v : px) v = rng() % 5 == 0 ? 0 : randomChannel(rng);
+        for (int i = 0; i < 3; ++i) pixelsEyeRatio[i] = std::uniform_real_distribution<double>(0.5, 1.5)(rng);
+        brightness = rng() % 14064;
+        Delta d = run(vec(px));
+        double ref[4];
+        rectify::weightedSums(raw, brightness, grid, px.data(), icScopeWidth, icScopeHeight, pixelsEyeRatio,
+                              rectify::ByTerm(), ref);
+        double got[4] = {d.deltaR, d.deltaG, d.deltaB, d.deltaC};
+        for (int k = 0; k < 4; ++k) ASSERT_EQ(bits(got[k]), bits(ref[k])) << "round " << round << " output " << k;
+    }
+}
+
+}  // namespace
+}  // namespace paramtest
