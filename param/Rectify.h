@@ -79,13 +79,16 @@ inline void sumsByTerm(const Info& info, int section, double r, double g, double
     }
 }
 
-// x^0 .. x^4, each from the library pow exactly as sumsByTerm calls it.
+// x^0 .. x^4 with the values that sumsByTerm's pow calls return: pow(x, 0)
+// is exactly 1 and pow(x, 1) exactly x for every x, the others come from pow.
 struct Powers {
     double p[kMaxExponent + 1];
 };
 
 inline void powersOf(double x, Powers* out) {
-    for (int k = 0; k <= kMaxExponent; ++k) {
+    out->p[0] = 1.0;
+    out->p[1] = x;
+    for (int k = 2; k <= kMaxExponent; ++k) {
         double e = k;
         // Hide the exponent's value from the optimiser: with a known 2.0 it may
         // rewrite pow(x, e) as x * x, which need not match pow in the last bit.
