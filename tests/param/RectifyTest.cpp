@@ -17,35 +17,6 @@ using Pixels = Store::PixelsInfo;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr const char* kTag = "_Z_ZSensorFusion";
 
-// ---- Term table ----------------------------------------------------------
-
-TEST(RectifyTerms, FollowTheirConstructionRule) {
-    std::vector<std::array<int, 2>> pairs;
-    for (int k = 0; k <= 4; ++k)
-        for (int a = 0; a + k <= 4; ++a) pairs.push_back({a, k});
-    ASSERT_EQ(pairs.size(), 15u);
-    std::vector<std::array<int, 4>> terms;
-    for (int colour = 0; colour < 3; ++colour)
-        for (size_t p = colour == 0 ? 0 : 1; p < pairs.size(); ++p) {
-            std::array<int, 4> e{0, 0, 0, pairs[p][1]};
-            e[colour] = pairs[p][0];
-            terms.push_back(e);
-        }
-    for (auto e : std::vector<std::array<int, 4>>{{1, 1, 0, 1}, {0, 1, 1, 1}, {1, 0, 1, 1}, {2, 1, 0, 1}, {1, 2, 0, 1},
-                                                  {1, 1, 0, 2}, {0, 1, 2, 1}, {0, 2, 1, 1}, {0, 1, 1, 2}, {2, 0, 1, 1},
-                                                  {1, 0, 2, 1}, {1, 0, 1, 2}, {1, 1, 1, 1}})
-        terms.push_back(e);
-    ASSERT_EQ(terms.size(), 56u);
-    for (int t = 0; t < 56; ++t)
-        for (int f = 0; f < 4; ++f) EXPECT_EQ(rectify::sRecitifyExponent[t][f], terms[t][f]) << "term " << t;
-    // The brightness-only terms stand three times each.
-    for (int k = 1; k <= 4; ++k) {
-        int copies = 0;
-        for (const auto& e : terms) copies += e == std::array<int, 4>{0, 0, 0, k};
-        EXPECT_EQ(copies, 3);
-    }
-}
-
 // ---- Lookup names ----------------------------------------------------------
 
 struct NameCase {
@@ -63,50 +34,35 @@ TEST_P(LookupNames, ClampedDigits) {
     logs->clear();
     EXPECT_EQ(store().getParamMode4UnderDisplayLight(c.acl, c.mode, c.light, c.display, c.dc), c.name);
     const bool xdr = c.mode == 3 || c.mode == 5;
-    EXPECT_EQ(logs->texts(), xdr ? std::vector<std::string>{std::string("UL:  xdr use current_parammode ") + c.name}
-                                 : std::vector<std::string>{});
+    EXPECT_EQ(logs->texts(), xdr ? Lines{std::string("UL:  xdr use current_parammode ") + c.name} : Lines{});
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, LookupNames,
-                         ::testing::Values(NameCase{0, 0, 0, 0, 0, false, true, "param00000"},
-                                           NameCase{1, 4, 0, 1, 1, false, true, "param14011"},
-                                           NameCase{2, 1, 0, 0, 0, false, true, "param11000"},
-                                           NameCase{4, 1, 0, 0, 0, false, true, "param11000"},
-                                           NameCase{-1, 1, 0, 0, 0, false, true, "param11000"},
-                                           NameCase{3, 2, 0, 0, 0, false, true, "param12000"},
-                                           NameCase{3, 2, 0, 0, 0, true, true, "param32000"},
-                                           NameCase{1, 5, 0, 0, 1, false, true, "param05000"},
-                                           NameCase{3, 3, 1, 0, 1, true, true, "param03100"},
-                                           NameCase{1, 12, 0, 0, 0, false, true, "param10000"},
-                                           NameCase{1, -1, 10, -2, 0, false, true, "param10000"},
-                                           NameCase{0, 0, 9, 9, 7, false, true, "param00991"},
-                                           NameCase{0, 0, 0, 0, 1, false, false, "param00000"}));
+INSTANTIATE_TEST_SUITE_P(
+        Cases, LookupNames,
+        ::testing::Values(NameCase{0, 0, 0, 0, 0, false, true, "param00000"}, NameCase{1, 4, 0, 1, 1, false, true, "param14011"},
+                          NameCase{2, 1, 0, 0, 0, false, true, "param11000"}, NameCase{-1, 1, 0, 0, 0, false, true, "param11000"},
+                          NameCase{3, 2, 0, 0, 0, false, true, "param12000"}, NameCase{3, 2, 0, 0, 0, true, true, "param32000"},
+                          NameCase{1, 5, 0, 0, 1, false, true, "param05000"}, NameCase{3, 3, 1, 0, 1, true, true, "param03100"},
+                          NameCase{1, 12, 0, 0, 0, false, true, "param10000"}, NameCase{1, -1, 10, -2, 0, false, true, "param10000"},
+                          NameCase{0, 0, 9, 9, 7, false, true, "param00991"}, NameCase{0, 0, 0, 0, 1, false, false, "param00000"}));
 
-TEST_F(StoreTest, LookupFindsLoadedModesAndRemembersTheLastFound) {
+// The last found name is remembered; a missing mode logs both lines each time.
+TEST_F(StoreTest, LookupRemembersTheLastFoundMode) {
     writeMode("param14011");
     store().underDisplayParamParseOneMode("param14011");
-    logs->clear();
-    const Info* found = store().getCurrentUnderDisplayLightParamMode(1, 4, 0, 1, 1);
-    EXPECT_EQ(found, store().mParamModes.at("param14011"));
-    EXPECT_EQ(store().mCurrentParamMode, "param14011");
-    EXPECT_EQ(logs->texts(), std::vector<std::string>{"UL: getCurrentUnderDisplayLightParamMode = param14011"});
-    EXPECT_EQ(logs->lines()[0].priority, ANDROID_LOG_DEBUG);
-    logs->clear();
-    EXPECT_EQ(store().getCurrentUnderDisplayLightParamMode(2, 4, 0, 1, 1), found);  // same name: silent
-    EXPECT_TRUE(logs->texts().empty());
-}
-
-TEST_F(StoreTest, MissingModeLogsBothLinesEveryTime) {
-    store();
     for (int i = 0; i < 2; ++i) {
         logs->clear();
         EXPECT_EQ(store().getCurrentUnderDisplayLightParamMode(2, 12, 0, 0, 1), nullptr);
-        EXPECT_EQ(logs->texts(), (std::vector<std::string>{
-                                         "UL: getCurrentUnderDisplayLightParamMode = param10001",
-                                         "UL: RGBParam is null! ACL = 2, displaymode = 12, light_ic = 0, "
-                                         "display_ic = 0, dcmode = 1"}));
-        EXPECT_EQ(store().mCurrentParamMode, "null");
+        EXPECT_EQ(logs->texts(), (Lines{"UL: getCurrentUnderDisplayLightParamMode = param10001",
+                                        "UL: RGBParam is null! ACL = 2, displaymode = 12, light_ic = 0, "
+                                        "display_ic = 0, dcmode = 1"}));
     }
+    EXPECT_EQ(store().mCurrentParamMode, "null");
+    logs->clear();
+    EXPECT_EQ(store().getCurrentUnderDisplayLightParamMode(1, 4, 0, 1, 1), store().mParamModes.at("param14011"));
+    EXPECT_EQ(store().getCurrentUnderDisplayLightParamMode(4, 4, 0, 1, 7), store().mParamModes.at("param14011"));
+    EXPECT_EQ(store().mCurrentParamMode, "param14011");
+    EXPECT_EQ(logs->texts(ANDROID_LOG_DEBUG, kTag), Lines{"UL: getCurrentUnderDisplayLightParamMode = param14011"});
 }
 
 // ---- One evaluation against the independent reference ----------------------
@@ -162,34 +118,6 @@ TEST_F(StoreTest, EvaluationMatchesTheReference) {
     EXPECT_GT(evaluated, 40);
 }
 
-TEST_F(StoreTest, SectionBoundsIncludeTheirUpperValue) {
-    Info info{};
-    const int bounds[6] = {10, 20, 30, 40, 50, 60};
-    std::memcpy(info.paramSection, bounds, sizeof(bounds));
-    for (int s = 0; s < 7; ++s) info.goldenValue[s] = 100 + s;
-    struct { int br, section; } cases[] = {{-5, 0}, {10, 0}, {11, 1}, {30, 2}, {31, 3}, {60, 5}, {61, 6}, {14063, 6}};
-    for (const auto& c : cases) {
-        Pixels px{1, 0, 0};
-        Delta d{};
-        int g = 0;
-        store().calcRecitifyParamDeltaByBrRGB(&info, c.br, &px, &d, g);
-        EXPECT_EQ(g, 100 + c.section) << c.br;
-    }
-}
-
-TEST_F(StoreTest, NullInfoOrBlackPixelWritesNothing) {
-    Info info{};
-    info.red[0][0] = 5.0;
-    Delta d{kNaN, 1.0, 2.0, 3.0};
-    int g = 77;
-    Pixels black{0, 0, 0}, grey{10, 10, 10};
-    store().calcRecitifyParamDeltaByBrRGB(&info, 0, &black, &d, g);
-    store().calcRecitifyParamDeltaByBrRGB(nullptr, 0, &grey, &d, g);
-    EXPECT_TRUE(std::isnan(d.deltaR));
-    EXPECT_EQ(d.deltaC, 3.0);
-    EXPECT_EQ(g, 77);
-}
-
 TEST_F(StoreTest, NegativeAndNaNSumsClampToPositiveZero) {
     Info info{};
     info.red[0][0] = -1.0;                                  // negative
@@ -200,6 +128,8 @@ TEST_F(StoreTest, NegativeAndNaNSumsClampToPositiveZero) {
     Pixels px{1, 0, 0};
     Delta d{kNaN, kNaN, kNaN, kNaN};
     int g = 0;
+    store().calcRecitifyParamDeltaByBrRGB(nullptr, 0, &px, &d, g);  // no mode: nothing written
+    EXPECT_TRUE(std::isnan(d.deltaR));
     store().calcRecitifyParamDeltaByBrRGB(&info, 0, &px, &d, g);
     for (double v : {d.deltaR, d.deltaG, d.deltaB}) {
         EXPECT_EQ(v, 0.0);
@@ -307,33 +237,6 @@ TEST_F(WeightedForm, MatchesTheReference) {
     }
 }
 
-// Only the red channel's linear term, coefficient 1, golden 1: each cell adds
-// its pixel's red value times its weight, which shows where each cell samples.
-TEST_F(WeightedForm, CellsSampleEvenlySpacedPixels) {
-    std::unique_ptr<Info> info(new Info{});
-    for (int s = 0; s < 7; ++s) {
-        info->red[1][s] = 1.0;
-        info->goldenValue[s] = 1;
-    }
-    install(std::move(info), {{1, 10}, {100, 1000}});
-    icScopeWidth = 10;
-    icScopeHeight = 6;
-    std::vector<int> px(10 * 6 * 3, 0);
-    auto at = [&](int x, int y) -> int& { return px[3 * (y * 10 + x)]; };
-    at(0, 0) = 1;
-    at(5, 0) = 2;
-    at(0, 3) = 3;
-    at(5, 3) = 4;
-    at(1, 1) = 9;  // not sampled
-    store();
-    logs->clear();
-    Delta d = run(vec(px));
-    EXPECT_EQ(d.deltaR, 1 * 1 + 2 * 10 + 3 * 100 + 4 * 1000);
-    EXPECT_EQ(d.deltaG, 0.0);
-    EXPECT_TRUE(logs->contains("UL: calc weight br = 0, lightid = 0, displayid = 0, rgbc delta = 4321.000000, "
-                               "0.000000, 0.000000, 0.000000"));
-}
-
 TEST_F(WeightedForm, WrongBufferSizeLeavesDeltaUntouched) {
     std::unique_ptr<Info> info(new Info{});
     install(std::move(info), {{1}});
@@ -372,28 +275,13 @@ TEST_F(WeightedForm, NoGridGivesZerosAndRemembersTheMiss) {
                                      "UL: calc weight br = 321, lightid = 0, displayid = 0, rgbc delta = 0.000000, "
                                      "0.000000, 0.000000, 0.000000"}));
     EXPECT_EQ(store().mDeltaWeights.count("param00000"), 1u);
-}
-
-TEST_F(WeightedForm, NoModeGivesZerosAfterTheNullLine) {
+    // A grid but no mode for the state: zeros after the null-mode line.
     store().mDeltaWeights["param00000"] = {{1, 1}};
-    icScopeWidth = 2;
-    icScopeHeight = 1;
-    ACL = 1;
-    Delta d = run(vec({1, 2, 3, 4, 5, 6}));
+    ACL = displayColorMode = 1;
+    logs->clear();
+    d = run(vec({1, 2, 3, 4, 5, 6}));
     EXPECT_EQ(d.deltaR, 0.0);
-    EXPECT_EQ(d.deltaB, 0.0);
-    EXPECT_TRUE(logs->contains(
-            "UL: RGBParam is null! ACL = 1, displaymode = 0, light_ic = 0, display_ic = 0, dcmode = 0"));
-}
-
-TEST_F(WeightedForm, ZeroGoldenValueIsNotGuarded) {
-    std::unique_ptr<Info> info(new Info{});
-    info->red[0][0] = 1.0;  // goldens stay 0
-    install(std::move(info), {{1}});
-    icScopeWidth = icScopeHeight = 1;
-    Delta d = run(vec({5, 5, 5}));
-    EXPECT_TRUE(std::isinf(d.deltaR));
-    EXPECT_TRUE(std::isnan(d.deltaG));  // 0 / 0
+    EXPECT_TRUE(logs->contains("UL: RGBParam is null! ACL = 1, displaymode = 1, light_ic = 0, display_ic = 0, dcmode = 0"));
 }
 
 TEST_F(WeightedForm, BitIdenticalToTermByTermOverRandomCaptures) {
