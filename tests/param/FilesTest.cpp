@@ -121,45 +121,27 @@ INSTANTIATE_TEST_SUITE_P(
                 SwitchCase{"case_matters", R"({"x_Overseas": 0})", true, false, 0, 0, 0, false, false}),
         [](const auto& info) { return std::string(info.param.name); });
 
-struct RectCase {
-    const char* name;
-    const char* value;
-    std::array<int, 4> expected;
-};
-
-class Rects : public StoreTest, public ::testing::WithParamInterface<RectCase> {};
-
-TEST_P(Rects, FourIntegersZeroFilledInEveryRectangle) {
-    const std::string v = GetParam().value;
-    writeLocation("{\"sensordisplaylocation\": " + v + ", \"sensordisplaylocationlightB\": " + v +
-                  ", \"sensordisplaylocationlightC\": " + v + ", \"sensordisplaylocation_2\": " + v + "}");
+// Rectangles: four integers, a short array zero-filled, a long one cut.
+TEST_F(StoreTest, RectanglesAndSummaryLines) {
+    writeLocation(R"({"sensordisplaylocation": [1, 2, 3, 4], "sensordisplaylocationlightB": [10, 20],
+                      "sensordisplaylocationlightC": [9, 8, 7, 6, 5], "k_2": [-1, 0, 0, 7], "notmSupportDcFeature": 1,
+                      "supportSecondLight": 2, "supportSecondDisplay": 1, "isNeedCalIcLocationPixel": 1,
+                      "supportWeightDelta": 1, "x_domestic": 0})");
+    store();
+    logs->clear();
     Store::UnderLightRect a{}, b{}, c{}, compat{};
-    store().getCurrentUnderDisplayLightRectCompatible("sensordisplaylocation_", 2, &compat);
+    store().getCurrentUnderDisplayLightRectCompatible("k_", 2, &compat);
     store().getCurrentUnderDisplayLightRect(&a);
     store().getCurrentUnderDisplayRectLightB(&b);
     store().getCurrentUnderDisplayRectLightC(&c);
-    for (const Store::UnderLightRect& r : {a, b, c, compat, store().mRectDpiCompatible})
-        EXPECT_EQ((std::array<int, 4>{r.coords[0], r.coords[1], r.coords[2], r.coords[3]}), GetParam().expected);
-    EXPECT_EQ(store().mCompatibleKey, "sensordisplaylocation_2");
-}
-
-INSTANTIATE_TEST_SUITE_P(Cases, Rects,
-                         ::testing::Values(RectCase{"full", "[1, -2, 3, 4]", {1, -2, 3, 4}},
-                                           RectCase{"short", "[10, 20]", {10, 20, 0, 0}},
-                                           RectCase{"long", "[1, 2, 3, 4, 5]", {1, 2, 3, 4}},
-                                           RectCase{"not_array", "\"1,2,3,4\"", {0, 0, 0, 0}}),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(StoreTest, SummaryLinesCarryEveryMember) {
-    writeLocation(R"({"sensordisplaylocation": [1, 2, 3, 4], "sensordisplaylocationlightC": [9, 8, 7, 6],
-                      "notmSupportDcFeature": 1, "supportSecondLight": 2, "supportSecondDisplay": 1,
-                      "isNeedCalIcLocationPixel": 1, "supportWeightDelta": 1, "x_domestic": 0})");
-    store();
-    logs->clear();
-    store().parseLightLocation("NULL");
+    EXPECT_EQ(store().mCompatibleKey, "k_2");
+    EXPECT_EQ((std::array<int, 16>{a.coords[0], a.coords[1], a.coords[2], a.coords[3], b.coords[0], b.coords[1],
+                                   b.coords[2], b.coords[3], c.coords[0], c.coords[1], c.coords[2], c.coords[3],
+                                   compat.coords[0], compat.coords[1], compat.coords[2], compat.coords[3]}),
+              (std::array<int, 16>{1, 2, 3, 4, 10, 20, 0, 0, 9, 8, 7, 6, -1, 0, 0, 7}));
     EXPECT_EQ(logs->texts(ANDROID_LOG_INFO, "_Z_ZSensorFusion"),
-              (Lines{"UL: parseLightLocation mRect[1, 2, 3, 4] mRectLightB[0, 0, 0, 0] mRectLightC[9, 8, 7, 6] "
-                     "mRectDpiCompatible[0, 0, 0, 0]",
+              (Lines{"UL: parseLightLocation mRect[1, 2, 3, 4] mRectLightB[10, 20, 0, 0] mRectLightC[9, 8, 7, 6] "
+                     "mRectDpiCompatible[-1, 0, 0, 7]",
                      "UL: parseLightLocation mSupportDcFeature = 0, mLightIcNum = 2, mDisplayIcNum = 1, "
                      "mIsNeedLocationCalculator = 1, mIsNeedCompatible = 1, mSupportDeltaWeights = 1"}));
 }
