@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <cinttypes>
 #include <cstdio>
 #include <cstring>
 #include <new>
