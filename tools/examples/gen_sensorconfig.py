@@ -17,9 +17,9 @@ THE COEFFICIENTS ARE UNTRAINED. No panel was measured: every table is
 synthetic, drawn from a fixed seed so that the output is the same on every
 run. The shape of the model is realistic (the screen's leak grows about
 linearly with each colour channel times brightness; higher powers are small
-corrections), and magnitudes are chosen so that a mid-grey pixel at mid
-brightness leaks a few hundred counts, but the numbers mean nothing for any
-real device. Every generated file says so in its "_comment" member, which
+corrections), and magnitudes are chosen so that a mid-grey pixel at a
+brightness code of 4000 leaks a few hundred counts, but the numbers mean
+nothing for any real device. Every generated file says so in its "_comment" member, which
 the library ignores.
 """
 
@@ -69,20 +69,25 @@ def section_brightness(s):
 
 
 def coefficient(rng, output, term, s, gain):
-    """One coefficient: the term's typical contribution over its typical value."""
+    """One coefficient: the term's typical contribution over its typical value.
+
+    The leak grows about linearly with brightness: LEAK holds the counts at a
+    brightness code of 4000, and every section scales them by its own
+    representative brightness."""
     er, eg, eb, ebr = term
     colours = er + eg + eb
     br = section_brightness(s)
     typical = (128.0 ** colours) * (br ** ebr)
+    level = br / 4000.0
     if colours == 1 and ebr == 1:
         channel = (er, eg, eb).index(1)
-        contribution = LEAK[output][channel] * gain * (128.0 / PIXEL_SCALE)
+        contribution = LEAK[output][channel] * gain * level * (128.0 / PIXEL_SCALE)
         contribution *= rng.uniform(0.9, 1.1)
     elif colours == 0:
         contribution = rng.uniform(-2.0, 2.0)  # dark offset, split over the copies
     else:
-        # Higher orders and crosses: corrections of a few counts either way.
-        contribution = rng.uniform(-4.0, 4.0) / (colours + ebr)
+        # Higher orders and crosses: corrections of a few per cent either way.
+        contribution = rng.uniform(-4.0, 4.0) * level / (colours + ebr)
     return float("%.6e" % (contribution / typical))
 
 
