@@ -1,6 +1,7 @@
 // Families of malformed input: every kind of wrong value at every kind of
 // slot, every way a whole file can be broken. Each ends in the defined
 // fallback with at most one line naming file and key, never in an abort.
+#include <cstdio>
 #include <cstring>
 #include <functional>
 
