@@ -2,7 +2,7 @@
 # Installs the Debian packages the build, tests, demo and benchmarks need,
 # only those that are missing. Safe to run again.
 set -e
-PACKAGES="cmake make g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev libjsoncpp-dev \
+PACKAGES="cmake make g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev libjsoncpp-dev libcli11-dev libpng-dev \
 android-liblog-dev android-libutils-dev android-libbase-dev python3-numpy"
 missing=""
 for p in $PACKAGES; do
