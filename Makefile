@@ -20,8 +20,17 @@ build: configure
 test: build
 	@cd $(BUILD) && ctest --output-on-failure -j $(JOBS) --timeout 600
 
+# The start-up of a sample unit, then a simulated session (screen-leakage
+# simulator, numpy) replayed through the library on the sample SensorConfig
+# tree with the unit's factory calibration.
+DEMO_SESSION = $(BUILD)/demo/session
 demo: build
 	@$(BUILD)/tools/sc-demo examples/demo/device.prop
+	@echo
+	@test -f $(DEMO_SESSION)/session.jsonl || /usr/bin/python3 -m tools.sim session --out $(DEMO_SESSION) --frames 300 --fps 10 --seed 7 >/dev/null 2>&1
+	@echo "Sample SensorConfig tree: \c"; $(BUILD)/tools/sensorcfg/sensorcfg lint examples/SensorConfig | tail -1
+	@echo
+	@$(BUILD)/tools/sensorcfg/sensorcfg replay $(DEMO_SESSION) --config examples/SensorConfig --out $(BUILD)/demo/replay
 
 bench: build
 	@for b in $(BUILD)/bench/bench_*; do [ -x "$$b" ] && "$$b" --benchmark_repetitions=5 --benchmark_report_aggregates_only=true || exit 1; done
