@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <sstream>
+#include <vector>
 
 namespace sensorcfg {
 
@@ -84,12 +85,23 @@ std::string renderSvg(const Plot& plot, int width, int height) {
     o << "<rect x=\"0\" y=\"0\" width=\"" << width << "\" height=\"" << height << "\" fill=\"white\"/>\n";
     o << "<text x=\"" << left << "\" y=\"18\" font-size=\"14\" font-weight=\"bold\">" << htmlEscape(plot.title)
       << "</text>\n";
-    // Grid and ticks.
-    const double ys = niceStep(ymax - ymin, 5);
-    for (double t = std::ceil(ymin / ys) * ys; t <= ymax + 1e-9; t += ys) {
+    // Grid and ticks: 1, 2 and 5 of each decade on a log axis.
+    std::vector<double> yticks;
+    if (plot.logY) {
+        for (double decade = std::floor(ymin); decade <= std::ceil(ymax); ++decade)
+            for (double m : {1.0, 2.0, 5.0}) {
+                const double t = decade + std::log10(m);
+                if (t >= ymin && t <= ymax) yticks.push_back(t);
+            }
+    } else {
+        const double ys = niceStep(ymax - ymin, 5);
+        for (double t = std::ceil(ymin / ys) * ys; t <= ymax + 1e-9; t += ys) yticks.push_back(t);
+    }
+    for (double t : yticks) {
         o << "<line x1=\"" << num(left) << "\" x2=\"" << num(left + pw) << "\" y1=\"" << num(pyRaw(t)) << "\" y2=\""
           << num(pyRaw(t)) << "\" stroke=\"#e4e4e4\"/>";
-        std::string label = plot.logY ? tick(std::pow(10.0, t), std::pow(10.0, t)) : tick(t, ymax - ymin);
+        std::string label = plot.logY ? tick(std::round(std::pow(10.0, t) * 1e6) / 1e6, std::pow(10.0, t))
+                                      : tick(t, ymax - ymin);
         o << "<text x=\"" << num(left - 6) << "\" y=\"" << num(pyRaw(t) + 4) << "\" text-anchor=\"end\">" << label
           << "</text>\n";
     }
