@@ -7,7 +7,7 @@ list(APPEND SC_SOURCES
 # Compiled-in data: the nine weight sets, and the luminance table with the
 # default weight maps.
 sc_model_data(NAME lux_cnn_weights
-  INPUT ${CMAKE_SOURCE_DIR}/models/lux_cnn/data/lux_cnn_untrained_seed20261122.safetensors
+  INPUT ${CMAKE_SOURCE_DIR}/models/lux_cnn/data/lux_cnn_trained_sim_v1.safetensors
   MANIFEST ${CMAKE_SOURCE_DIR}/models/lux_cnn/data/lux_cnn_weights.tensors.txt
   NAMESPACE lux_cnn_weights
   HEADER models/lux_cnn/LuxCNNWeights.h)

@@ -164,7 +164,8 @@ INSTANTIATE_TEST_SUITE_P(
                           BadEntry{"negative_blk", 1, kBlk, 3, -100.0f, false},
                           BadEntry{"level_too_high", 1, kBlk, 3, 5.5f, true},
                           BadEntry{"level_too_low", 2, kBlk, 1, 0.08f, true},
-                          BadEntry{"nblk_above_blk", 0, kNblk, 3, 2.0f, true},
+                          // The reference "nblk" is about 1/22 of "blk": x50 lifts it above.
+                          BadEntry{"nblk_above_blk", 0, kNblk, 3, 50.0f, true},
                           BadEntry{"nan_blk", 0, kBlk, 2, kNaN, false},
                           BadEntry{"nan_nblk_only_difference", 1, kNblk, 3, kNaN, false},
                           BadEntry{"inf_blk", 2, kBlk, 3, kInf, false},

@@ -120,8 +120,8 @@ TEST(ModelData, CompiledInDataIsTheCheckedInFiles) {
         std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
         EXPECT_EQ(modelgen::sha256Hex(bytes), f.sha) << f.name;
     }
-    // Nobody should mistake the provisional data for a trained model.
-    EXPECT_NE(std::string(weightsSourceName()).find("untrained"), std::string::npos);
+    // The name says where the weights come from: trained on simulated frames.
+    EXPECT_NE(std::string(weightsSourceName()).find("trained_sim"), std::string::npos);
 }
 
 TEST(ModelData, ReferenceTablesCarryTheReferenceUnitValues) {

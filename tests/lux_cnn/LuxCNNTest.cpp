@@ -271,8 +271,8 @@ TEST(LuxCNNData, GeneratedFromTheFilesInTheRepository) {
     EXPECT_EQ(modelgen::sha256Hex(std::vector<uint8_t>(tables.begin(), tables.end())), lux_cnn_tables::kSourceSha256);
     EXPECT_EQ(modelgen::sha256Hex(std::vector<uint8_t>(weights.begin(), weights.end())),
               lux_cnn_weights::kSourceSha256);
-    // Placeholder weights must say so in their name.
-    EXPECT_NE(std::string(lux_cnn_weights::kSourceName).find("untrained"), std::string::npos);
+    // The name says where the weights come from: trained on simulated frames.
+    EXPECT_NE(std::string(lux_cnn_weights::kSourceName).find("trained_sim"), std::string::npos);
 }
 
 TEST(LuxCNNData, LuminanceTableHitsThePanelAnchorsAndRises) {

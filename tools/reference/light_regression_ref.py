@@ -26,8 +26,8 @@ import safetensors_io  # noqa: E402
 f32, f64 = np.float32, np.float64
 ROOT = os.path.normpath(os.path.join(HERE, "..", ".."))
 DATA = os.path.join(ROOT, "models", "light_regression", "data")
-WEIGHTS = os.path.join(DATA, "light_regression_untrained_seed1234.safetensors")
-TABLES = os.path.join(DATA, "light_regression_reference_tables_placeholder.safetensors")
+WEIGHTS = os.path.join(DATA, "light_regression_trained_sim_v1.safetensors")
+TABLES = os.path.join(DATA, "light_regression_reference_tables_sim_v1.safetensors")
 
 # Brightness levels: (first code, last code) per level, level 1 first.
 LEVELS_MODE12 = [(4701, 8015), (8016, 9780), (9781, 11880), (11881, 14063)]
