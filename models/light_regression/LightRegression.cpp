@@ -7,6 +7,7 @@
 #include "models/light_regression/Kernels.h"
 #include "models/light_regression/LightRegressionTables.h"
 #include "models/light_regression/LightRegressionWeights.h"
+#include "models/simd/Net32.h"
 #include "platform/Log.h"
 
 using namespace light_regression;
@@ -116,31 +117,35 @@ void LightRegression::selectWeights(const float* const* set) {
     mLayer12Bias = set[kLayer12Bias];
 }
 
+// The layers run on the vectorised 32-channel kernels; Kernels.h keeps the
+// plain loops they are checked against.
+using net32::Act;
+
 void LightRegression::layer_1(const float (*in)[kImageCols][kColours], float (*out)[kL1Cols][kFilters]) {
-    conv3x3Relu(&in[0][0][0], kImageCols, kColours, 2, mLayer1Kernel, mLayer1Bias, kL1Rows, kL1Cols, kFilters,
-                &out[0][0][0]);
+    net32::conv3x3<kImageCols, kColours, 2, kL1Cols, kL1Cols, Act::kReluNanToZero>(
+            &in[0][0][0], mLayer1Kernel, mLayer1Bias, &out[0][0][0], kL1Rows);
 }
 
 void LightRegression::layer_2(const float (*in)[kL1Cols][kFilters], float (*out)[kL2Cols][kFilters]) {
-    maxPool2x2(&in[0][0][0], kL1Cols, kFilters, kL2Rows, kL2Cols, &out[0][0][0]);
+    net32::maxPool2x2<kL1Cols, kL2Rows, kL2Cols>(&in[0][0][0], &out[0][0][0]);
 }
 
 void LightRegression::layer_3(const float (*in)[kL2Cols][kFilters], float (*out)[kL3Cols][kFilters]) {
-    conv3x3Relu(&in[0][0][0], kL2Cols, kFilters, 1, mLayer3Kernel, mLayer3Bias, kL3Rows, kL3Cols, kFilters,
-                &out[0][0][0]);
+    net32::conv3x3<kL2Cols, kFilters, 1, kL3Cols, kL3Cols, Act::kReluNanToZero>(
+            &in[0][0][0], mLayer3Kernel, mLayer3Bias, &out[0][0][0], kL3Rows);
 }
 
 void LightRegression::layer_4(const float (*in)[kL3Cols][kFilters], float (*out)[kL4Cols][kFilters]) {
-    maxPool2x2(&in[0][0][0], kL3Cols, kFilters, kL4Rows, kL4Cols, &out[0][0][0]);
+    net32::maxPool2x2<kL3Cols, kL4Rows, kL4Cols>(&in[0][0][0], &out[0][0][0]);
 }
 
 void LightRegression::layer_5(const float (*in)[kL4Cols][kFilters], float (*out)[kL5Cols][kFilters]) {
-    conv3x3Relu(&in[0][0][0], kL4Cols, kFilters, 1, mLayer5Kernel, mLayer5Bias, kL5Rows, kL5Cols, kFilters,
-                &out[0][0][0]);
+    net32::conv3x3<kL4Cols, kFilters, 1, kL5Cols, kL5Cols, Act::kReluNanToZero>(
+            &in[0][0][0], mLayer5Kernel, mLayer5Bias, &out[0][0][0], kL5Rows);
 }
 
 void LightRegression::layer_6(const float (*in)[kL5Cols][kFilters], float (*out)[kL6Cols][kFilters]) {
-    maxPool2x2(&in[0][0][0], kL5Cols, kFilters, kL6Rows, kL6Cols, &out[0][0][0]);
+    net32::maxPool2x2<kL5Cols, kL6Rows, kL6Cols>(&in[0][0][0], &out[0][0][0]);
 }
 
 void LightRegression::layer_7(const float (*in)[kL6Cols][kFilters], float* out) {
@@ -148,11 +153,11 @@ void LightRegression::layer_7(const float (*in)[kL6Cols][kFilters], float* out) 
 }
 
 void LightRegression::layer_9(const float* in, float* out) {
-    denseRelu(in, kFlat, mLayer9Kernel, mLayer9Bias, kHidden, out);
+    net32::dense32<kFlat, Act::kReluNanToZero>(in, mLayer9Kernel, mLayer9Bias, out);
 }
 
 void LightRegression::layer_10(const float* in, float* out) {
-    denseRelu(in, kChannels, mLayer10Kernel, mLayer10Bias, kHidden, out);
+    net32::dense32<kChannels, Act::kReluNanToZero>(in, mLayer10Kernel, mLayer10Bias, out);
 }
 
 void LightRegression::layer_11(const float* a, const float* b, float* out) {
@@ -167,11 +172,17 @@ void LightRegression::layer_12(const float* in, float* out) {
 float LightRegression::real_model_predict(FloatImage* image, float* features, int level, int mode) {
     // An unknown (mode, level) keeps the previous call's set.
     if (const float* const* set = weightSet(mode, level)) selectWeights(set);
-    layer_1(image, mLayer1Out);
+    // The layers in order, except that the convolutions skip the cells the
+    // following pooling drops (the last column of layer 1; the last row and
+    // the last column of layer 5), which nothing reads: those cells keep the
+    // values of earlier calls.
+    net32::conv3x3<kImageCols, kColours, 2, kL1Cols, 2 * kL2Cols, Act::kReluNanToZero>(
+            &image[0][0][0], mLayer1Kernel, mLayer1Bias, &mLayer1Out[0][0][0], kL1Rows);
     layer_2(mLayer1Out, mLayer2Out);
     layer_3(mLayer2Out, mLayer3Out);
     layer_4(mLayer3Out, mLayer4Out);
-    layer_5(mLayer4Out, mLayer5Out);
+    net32::conv3x3<kL4Cols, kFilters, 1, kL5Cols, 2 * kL6Cols, Act::kReluNanToZero>(
+            &mLayer4Out[0][0][0], mLayer5Kernel, mLayer5Bias, &mLayer5Out[0][0][0], 2 * kL6Rows);
     layer_6(mLayer5Out, mLayer6Out);
     layer_7(mLayer6Out, mLayer7Out);
     layer_9(mLayer7Out, mLayer9Out);

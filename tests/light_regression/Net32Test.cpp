@@ -1,0 +1,254 @@
+// The vectorised 32-channel kernels against the plain float loops, for every
+// layer shape of both networks and every instruction set this processor runs:
+// seeded random inputs and weights, outputs pre-filled with NaN. Without a
+// fused multiply-add (SSE2) the sums must be bit-identical, which proves the
+// summation order; with one, equal to float rounding.
+#include <android/log.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "models/light_regression/LightRegression.h"
+#include "models/lux_cnn/LuxCNN.h"
+#include "models/simd/Net32.h"
+#include "models/simd/Net32Reference.h"
+
+namespace {
+
+using net32::Act;
+using net32::Isa;
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+// Inputs with the odd values a real tensor has: exact and negative zeros,
+// tiny and large magnitudes among the uniform ones.
+std::vector<float> randomTensor(std::mt19937& rng, size_t n, float scale) {
+    std::uniform_real_distribution<float> d(-scale, scale);
+    std::vector<float> v(n);
+    for (size_t i = 0; i < n; ++i) {
+        switch (rng() % 16) {
+            case 0: v[i] = 0.0f; break;
+            case 1: v[i] = -0.0f; break;
+            case 2: v[i] = d(rng) * 1e-6f; break;
+            case 3: v[i] = d(rng) * 8.0f; break;
+            default: v[i] = d(rng);
+        }
+    }
+    return v;
+}
+
+namespace ref = net32::reference;
+
+// Within float rounding of the loop; bit for bit where no multiply-add fuses.
+void expectMatches(const std::vector<float>& got, const std::vector<float>& want, bool exact, const std::string& what) {
+    ASSERT_EQ(got.size(), want.size());
+    if (exact) {
+        EXPECT_EQ(std::memcmp(got.data(), want.data(), got.size() * sizeof(float)), 0) << what;
+        return;
+    }
+    size_t bad = 0;
+    for (size_t i = 0; i < got.size(); ++i) {
+        const double tol = std::max(1e-5, 1e-6 * std::fabs(want[i]));
+        if (!(std::fabs(double(got[i]) - want[i]) <= tol) && bad++ < 3)
+            ADD_FAILURE() << what << " [" << i << "]: " << got[i] << " vs " << want[i];
+    }
+}
+
+bool fusesMultiplyAdd(Isa isa) { return isa == Isa::kAvx2 || isa == Isa::kAvx512 || isa == Isa::kNeon; }
+
+// One convolution shape of the networks, instantiated for each instruction
+// set; `cols` < outCols computes only the columns a pooling keeps.
+struct ConvCase {
+    const char* name;
+    int inRows, inCols, inCh, stride, outRows, outCols, rows, cols;
+    Act act;
+    void (*run[4])(const float*, const float*, const float*, float*, int);
+};
+
+template <int InCols, int InCh, int Stride, int OutCols, int Cols, Act A>
+ConvCase convCase(const char* name, int inRows, int rows) {
+    return {name, inRows, InCols, InCh, Stride, (inRows - 3) / Stride + 1, OutCols, rows, Cols, A,
+            {net32::conv3x3<InCols, InCh, Stride, OutCols, Cols, A, Isa::kSse2>,
+             net32::conv3x3<InCols, InCh, Stride, OutCols, Cols, A, Isa::kAvx2>,
+             net32::conv3x3<InCols, InCh, Stride, OutCols, Cols, A, Isa::kAvx512>,
+             net32::conv3x3<InCols, InCh, Stride, OutCols, Cols, A, Isa::kBest>}};
+}
+
+constexpr Isa kIsas[4] = {Isa::kSse2, Isa::kAvx2, Isa::kAvx512, Isa::kBest};
+
+const std::vector<ConvCase>& convCases() {
+    static const std::vector<ConvCase> cases = {
+            convCase<51, 3, 2, 25, 25, Act::kReluNanToZero>("regression1", 81, 40),
+            convCase<51, 3, 2, 25, 24, Act::kReluNanToZero>("regression1Pooled", 81, 40),
+            convCase<12, 32, 1, 10, 10, Act::kReluNanToZero>("regression3", 20, 18),
+            convCase<5, 32, 1, 3, 3, Act::kReluNanToZero>("regression5", 9, 7),
+            convCase<5, 32, 1, 3, 2, Act::kReluNanToZero>("regression5Pooled", 9, 6),
+            convCase<101, 4, 2, 50, 50, Act::kNone>("lux0", 101, 50),
+            convCase<101, 4, 2, 50, 50, Act::kRelu>("lux0Relu", 101, 50),
+            convCase<25, 32, 1, 23, 23, Act::kNone>("lux3", 25, 23),
+            convCase<25, 32, 1, 23, 22, Act::kRelu>("lux3Pooled", 25, 22),
+            convCase<11, 32, 1, 9, 9, Act::kNone>("lux6", 11, 9),
+            convCase<11, 32, 1, 9, 8, Act::kRelu>("lux6Pooled", 11, 8),
+    };
+    return cases;
+}
+
+std::string convCaseName(const ::testing::TestParamInfo<std::tuple<int, int>>& info) {
+    static const char* const kNames[4] = {"sse2", "avx2", "avx512", "best"};
+    return std::string(convCases()[std::get<0>(info.param)].name) + "_" + kNames[std::get<1>(info.param)];
+}
+
+class Net32Conv : public ::testing::TestWithParam<std::tuple<int, int>> {};
+
+TEST_P(Net32Conv, MatchesThePlainLoop) {
+    const ConvCase& c = convCases()[std::get<0>(GetParam())];
+    const int isa = std::get<1>(GetParam());
+    if (!net32::isaAvailable(kIsas[isa])) GTEST_SKIP() << "processor lacks " << net32::isaName(kIsas[isa]);
+    std::mt19937 rng(1000 + std::get<0>(GetParam()));
+    const float kScale = 1.0f / std::sqrt(9.0f * c.inCh);
+    const auto in = randomTensor(rng, size_t(c.inRows) * c.inCols * c.inCh, 1.0f);
+    const auto k = randomTensor(rng, size_t(9) * c.inCh * 32, kScale);
+    const auto b = randomTensor(rng, 32, 0.5f);
+    const size_t n = size_t(c.outRows) * c.outCols * 32;
+    std::vector<float> want(n, kNaN), got(n, kNaN);
+    ref::conv3x3(in.data(), c.inCols, c.inCh, c.stride, k.data(), b.data(), c.outRows, c.outCols, c.act, want.data());
+    c.run[isa](in.data(), k.data(), b.data(), got.data(), c.rows);
+    // Cells outside the computed rows and columns stay untouched.
+    for (int r = 0; r < c.outRows; ++r)
+        for (int col = 0; col < c.outCols; ++col)
+            if (r >= c.rows || col >= c.cols)
+                for (int o = 0; o < 32; ++o) {
+                    float& g = got[(size_t(r) * c.outCols + col) * 32 + o];
+                    ASSERT_TRUE(std::isnan(g)) << "wrote skipped cell " << r << "," << col;
+                    g = want[(size_t(r) * c.outCols + col) * 32 + o];
+                }
+    const bool fused = fusesMultiplyAdd(kIsas[isa] == Isa::kBest ? net32::bestIsa() : kIsas[isa]);
+    expectMatches(got, want, !fused, c.name);
+    size_t positive = 0;
+    for (float v : want) positive += v > 0.0f;
+    EXPECT_GT(positive, n / 4);
+    EXPECT_LT(positive, n - n / 4);  // the activation has work to do
+}
+
+INSTANTIATE_TEST_SUITE_P(Layers, Net32Conv,
+                         ::testing::Combine(::testing::Range(0, int(convCases().size())), ::testing::Range(0, 4)),
+                         convCaseName);
+
+template <int InCols, int OutRows, int OutCols>
+void checkPool(std::mt19937& rng, int inRows) {
+    const auto in = randomTensor(rng, size_t(inRows) * InCols * 32, 1.0f);
+    std::vector<float> want(static_cast<size_t>(OutRows) * OutCols * 32, kNaN);
+    ref::maxPool2x2(in.data(), InCols, OutRows, OutCols, want.data());
+    const std::vector<float> keep = want;
+    for (Isa isa : kIsas) {
+        if (!net32::isaAvailable(isa)) continue;
+        std::vector<float> got(want.size(), kNaN);
+        switch (isa) {
+            case Isa::kSse2: net32::maxPool2x2<InCols, OutRows, OutCols, Isa::kSse2>(in.data(), got.data()); break;
+            case Isa::kAvx2: net32::maxPool2x2<InCols, OutRows, OutCols, Isa::kAvx2>(in.data(), got.data()); break;
+            case Isa::kAvx512:
+                net32::maxPool2x2<InCols, OutRows, OutCols, Isa::kAvx512>(in.data(), got.data());
+                break;
+            default: net32::maxPool2x2<InCols, OutRows, OutCols>(in.data(), got.data());
+        }
+        expectMatches(got, keep, true, std::string("pool ") + net32::isaName(isa) + " " + std::to_string(InCols));
+    }
+}
+
+TEST(Net32Pool, BitIdenticalToThePlainLoopOnEveryShape) {
+    std::mt19937 rng(7);
+    checkPool<25, 20, 12>(rng, 40);  // odd last column dropped
+    checkPool<10, 9, 5>(rng, 18);
+    checkPool<3, 3, 1>(rng, 7);      // odd row and column dropped
+    checkPool<50, 25, 25>(rng, 50);
+    checkPool<23, 11, 11>(rng, 23);
+    checkPool<9, 4, 4>(rng, 9);
+}
+
+template <int In, Act A>
+void checkDense(std::mt19937& rng) {
+    const auto in = randomTensor(rng, In, 1.0f), w = randomTensor(rng, size_t(In) * 32, 1.0f / std::sqrt(float(In))),
+               b = randomTensor(rng, 32, 0.5f);
+    std::vector<float> want(32, kNaN);
+    ref::dense(in.data(), In, w.data(), b.data(), 32, A, want.data());
+    for (Isa isa : kIsas) {
+        if (!net32::isaAvailable(isa)) continue;
+        std::vector<float> got(32, kNaN);
+        switch (isa) {
+            case Isa::kSse2: net32::dense32<In, A, Isa::kSse2>(in.data(), w.data(), b.data(), got.data()); break;
+            case Isa::kAvx2: net32::dense32<In, A, Isa::kAvx2>(in.data(), w.data(), b.data(), got.data()); break;
+            case Isa::kAvx512: net32::dense32<In, A, Isa::kAvx512>(in.data(), w.data(), b.data(), got.data()); break;
+            default: net32::dense32<In, A>(in.data(), w.data(), b.data(), got.data());
+        }
+        expectMatches(got, want, !fusesMultiplyAdd(isa == Isa::kBest ? net32::bestIsa() : isa), std::string("dense ") + net32::isaName(isa) + " " + std::to_string(In));
+    }
+}
+
+TEST(Net32Dense, MatchesThePlainLoopOnEveryShape) {
+    std::mt19937 rng(11);
+    checkDense<96, Act::kReluNanToZero>(rng);
+    checkDense<5, Act::kReluNanToZero>(rng);
+    checkDense<512, Act::kRelu>(rng);
+}
+
+// The forward passes fuse activations and skip cells the poolings drop: they
+// must give the bits of running the public layers in order.
+TEST(Net32Models, ForwardPassesEqualTheLayersRunInOrder) {
+    __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
+    std::mt19937 rng(5);
+    {
+        using namespace light_regression;
+        std::unique_ptr<LightRegression> m(new LightRegression());
+        std::vector<float> img = randomTensor(rng, kImageRows * kImageCols * kColours, 1.0f);
+        float features[kChannels] = {0.8f, 0.65f, 0.68f, 0.28f, 0.89f};
+        for (float& v : img) v = std::fabs(v);
+        auto* image = reinterpret_cast<LightRegression::FloatImage*>(img.data());
+        m->real_model_predict(image, features, 2, 1);
+        float fast[kChannels];
+        std::memcpy(fast, m->mOutput, sizeof fast);
+        m->layer_1(image, m->mLayer1Out);
+        m->layer_2(m->mLayer1Out, m->mLayer2Out);
+        m->layer_3(m->mLayer2Out, m->mLayer3Out);
+        m->layer_4(m->mLayer3Out, m->mLayer4Out);
+        m->layer_5(m->mLayer4Out, m->mLayer5Out);
+        m->layer_6(m->mLayer5Out, m->mLayer6Out);
+        m->layer_7(m->mLayer6Out, m->mLayer7Out);
+        m->layer_9(m->mLayer7Out, m->mLayer9Out);
+        m->layer_10(features, m->mLayer10Out);
+        m->layer_11(m->mLayer9Out, m->mLayer10Out, m->mLayer11Out);
+        std::fill(std::begin(m->mOutput), std::end(m->mOutput), kNaN);
+        m->layer_12(m->mLayer11Out, m->mOutput);
+        EXPECT_EQ(std::memcmp(fast, m->mOutput, sizeof fast), 0);
+    }
+    {
+        std::unique_ptr<LuxCNN> m(new LuxCNN());
+        std::vector<float> in = randomTensor(rng, 101 * 101 * 4, 1.0f);
+        for (float& v : in) v = std::fabs(v);
+        std::memcpy(m->input, in.data(), sizeof m->input);
+        m->real_model_predict(m->input, 1, 2);
+        float fast[LuxCNN::kOutputs];
+        std::memcpy(fast, m->output, sizeof fast);
+        m->layer_0(m->input, m->conv0Out);
+        m->layer_1(m->conv0Out);
+        m->layer_2(m->conv0Out, m->pool0Out);
+        m->layer_3(m->pool0Out, m->conv1Out);
+        m->layer_4(m->conv1Out);
+        m->layer_5(m->conv1Out, m->pool1Out);
+        m->layer_6(m->pool1Out, m->conv2Out);
+        m->layer_7(m->conv2Out);
+        m->layer_8(m->conv2Out, m->pool2Out);
+        m->layer_9(m->pool2Out, m->flat);
+        m->layer_10(m->flat, m->hidden);
+        std::fill(std::begin(m->output), std::end(m->output), kNaN);
+        m->layer_11(m->hidden, m->output);
+        EXPECT_EQ(std::memcmp(fast, m->output, sizeof fast), 0);
+    }
+}
+
+}  // namespace
