@@ -3,19 +3,15 @@
 // seeded random inputs and weights, outputs pre-filled with NaN. Without a
 // fused multiply-add (SSE2) the sums must be bit-identical, which proves the
 // summation order; with one, equal to float rounding.
-#include <android/log.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
-#include "models/light_regression/LightRegression.h"
-#include "models/lux_cnn/LuxCNN.h"
 #include "models/simd/Net32.h"
 #include "models/simd/Net32Reference.h"
 
@@ -140,6 +136,17 @@ INSTANTIATE_TEST_SUITE_P(Layers, Net32Conv,
                          ::testing::Combine(::testing::Range(0, int(convCases().size())), ::testing::Range(0, 4)),
                          convCaseName);
 
+TEST(Net32Dispatch, PicksTheWidestVectorsOfThisProcessor) {
+#if defined(__aarch64__)
+    EXPECT_EQ(net32::bestIsa(), Isa::kNeon);
+#elif defined(__x86_64__)
+    EXPECT_EQ(net32::bestIsa(), __builtin_cpu_supports("avx512f") ? Isa::kAvx512
+                                : (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma")) ? Isa::kAvx2
+                                                                                                      : Isa::kSse2);
+#endif
+    EXPECT_TRUE(net32::isaAvailable(net32::bestIsa()));
+}
+
 template <int InCols, int OutRows, int OutCols>
 void checkPool(std::mt19937& rng, int inRows) {
     const auto in = randomTensor(rng, size_t(inRows) * InCols * 32, 1.0f);
@@ -195,60 +202,6 @@ TEST(Net32Dense, MatchesThePlainLoopOnEveryShape) {
     checkDense<96, Act::kReluNanToZero>(rng);
     checkDense<5, Act::kReluNanToZero>(rng);
     checkDense<512, Act::kRelu>(rng);
-}
-
-// The forward passes fuse activations and skip cells the poolings drop: they
-// must give the bits of running the public layers in order.
-TEST(Net32Models, ForwardPassesEqualTheLayersRunInOrder) {
-    __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
-    std::mt19937 rng(5);
-    {
-        using namespace light_regression;
-        std::unique_ptr<LightRegression> m(new LightRegression());
-        std::vector<float> img = randomTensor(rng, kImageRows * kImageCols * kColours, 1.0f);
-        float features[kChannels] = {0.8f, 0.65f, 0.68f, 0.28f, 0.89f};
-        for (float& v : img) v = std::fabs(v);
-        auto* image = reinterpret_cast<LightRegression::FloatImage*>(img.data());
-        m->real_model_predict(image, features, 2, 1);
-        float fast[kChannels];
-        std::memcpy(fast, m->mOutput, sizeof fast);
-        m->layer_1(image, m->mLayer1Out);
-        m->layer_2(m->mLayer1Out, m->mLayer2Out);
-        m->layer_3(m->mLayer2Out, m->mLayer3Out);
-        m->layer_4(m->mLayer3Out, m->mLayer4Out);
-        m->layer_5(m->mLayer4Out, m->mLayer5Out);
-        m->layer_6(m->mLayer5Out, m->mLayer6Out);
-        m->layer_7(m->mLayer6Out, m->mLayer7Out);
-        m->layer_9(m->mLayer7Out, m->mLayer9Out);
-        m->layer_10(features, m->mLayer10Out);
-        m->layer_11(m->mLayer9Out, m->mLayer10Out, m->mLayer11Out);
-        std::fill(std::begin(m->mOutput), std::end(m->mOutput), kNaN);
-        m->layer_12(m->mLayer11Out, m->mOutput);
-        EXPECT_EQ(std::memcmp(fast, m->mOutput, sizeof fast), 0);
-    }
-    {
-        std::unique_ptr<LuxCNN> m(new LuxCNN());
-        std::vector<float> in = randomTensor(rng, 101 * 101 * 4, 1.0f);
-        for (float& v : in) v = std::fabs(v);
-        std::memcpy(m->input, in.data(), sizeof m->input);
-        m->real_model_predict(m->input, 1, 2);
-        float fast[LuxCNN::kOutputs];
-        std::memcpy(fast, m->output, sizeof fast);
-        m->layer_0(m->input, m->conv0Out);
-        m->layer_1(m->conv0Out);
-        m->layer_2(m->conv0Out, m->pool0Out);
-        m->layer_3(m->pool0Out, m->conv1Out);
-        m->layer_4(m->conv1Out);
-        m->layer_5(m->conv1Out, m->pool1Out);
-        m->layer_6(m->pool1Out, m->conv2Out);
-        m->layer_7(m->conv2Out);
-        m->layer_8(m->conv2Out, m->pool2Out);
-        m->layer_9(m->pool2Out, m->flat);
-        m->layer_10(m->flat, m->hidden);
-        std::fill(std::begin(m->output), std::end(m->output), kNaN);
-        m->layer_11(m->hidden, m->output);
-        EXPECT_EQ(std::memcmp(fast, m->output, sizeof fast), 0);
-    }
 }
 
 }  // namespace
