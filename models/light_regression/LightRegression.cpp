@@ -172,18 +172,17 @@ void LightRegression::layer_12(const float* in, float* out) {
 float LightRegression::real_model_predict(FloatImage* image, float* features, int level, int mode) {
     // An unknown (mode, level) keeps the previous call's set.
     if (const float* const* set = weightSet(mode, level)) selectWeights(set);
-    // The layers in order, except that the convolutions skip the cells the
-    // following pooling drops (the last column of layer 1; the last row and
-    // the last column of layer 5), which nothing reads: those cells keep the
-    // values of earlier calls.
-    net32::conv3x3<kImageCols, kColours, 2, kL1Cols, 2 * kL2Cols, Act::kReluNanToZero>(
-            &image[0][0][0], mLayer1Kernel, mLayer1Bias, &mLayer1Out[0][0][0], kL1Rows);
-    layer_2(mLayer1Out, mLayer2Out);
-    layer_3(mLayer2Out, mLayer3Out);
-    layer_4(mLayer3Out, mLayer4Out);
-    net32::conv3x3<kL4Cols, kFilters, 1, kL5Cols, 2 * kL6Cols, Act::kReluNanToZero>(
-            &mLayer4Out[0][0][0], mLayer5Kernel, mLayer5Bias, &mLayer5Out[0][0][0], 2 * kL6Rows);
-    layer_6(mLayer5Out, mLayer6Out);
+    // The layers in order, except that each pooling runs two convolution
+    // rows behind its convolution, and the convolutions skip the cells the
+    // pooling drops (the last column of layer 1; the last row and the last
+    // column of layer 5), which nothing reads: those keep the values of
+    // earlier calls.
+    net32::conv3x3Pool<kImageCols, kColours, 2, kL1Cols, kL2Rows, kL2Cols, Act::kReluNanToZero>(
+            &image[0][0][0], mLayer1Kernel, mLayer1Bias, &mLayer1Out[0][0][0], &mLayer2Out[0][0][0]);
+    net32::conv3x3Pool<kL2Cols, kFilters, 1, kL3Cols, kL4Rows, kL4Cols, Act::kReluNanToZero>(
+            &mLayer2Out[0][0][0], mLayer3Kernel, mLayer3Bias, &mLayer3Out[0][0][0], &mLayer4Out[0][0][0]);
+    net32::conv3x3Pool<kL4Cols, kFilters, 1, kL5Cols, kL6Rows, kL6Cols, Act::kReluNanToZero>(
+            &mLayer4Out[0][0][0], mLayer5Kernel, mLayer5Bias, &mLayer5Out[0][0][0], &mLayer6Out[0][0][0]);
     layer_7(mLayer6Out, mLayer7Out);
     layer_9(mLayer7Out, mLayer9Out);
     layer_10(features, mLayer10Out);

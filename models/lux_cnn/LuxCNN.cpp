@@ -135,18 +135,16 @@ float LuxCNN::real_model_predict(float (*in)[kPatch][kInChannels], int band, int
         SC_LOGI("Algo_Lux_Cnn_Model: band %d before any weight set was chosen, using band 0\n", band);
         return real_model_predict(in, 0, mode);
     }
-    // Each ReLU is fused into its convolution, and the convolutions skip the
-    // last row and column that the odd-sized poolings drop (nothing reads
-    // them; they keep the values of earlier calls).
-    net32::conv3x3<kPatch, kInChannels, 2, kConv0, kConv0, Act::kRelu>(&in[0][0][0], conv0Kernel, conv0Bias,
-                                                                       &conv0Out[0][0][0], kConv0);
-    layer_2(conv0Out, pool0Out);
-    net32::conv3x3<kPool0, kChannels, 1, kConv1, 2 * kPool1, Act::kRelu>(&pool0Out[0][0][0], conv1Kernel, conv1Bias,
-                                                                         &conv1Out[0][0][0], 2 * kPool1);
-    layer_5(conv1Out, pool1Out);
-    net32::conv3x3<kPool1, kChannels, 1, kConv2, 2 * kPool2, Act::kRelu>(&pool1Out[0][0][0], conv2Kernel, conv2Bias,
-                                                                         &conv2Out[0][0][0], 2 * kPool2);
-    layer_8(conv2Out, pool2Out);
+    // Each ReLU is fused into its convolution, each pooling runs two
+    // convolution rows behind it, and the convolutions skip the last row and
+    // column that the odd-sized poolings drop (nothing reads them; they keep
+    // the values of earlier calls).
+    net32::conv3x3Pool<kPatch, kInChannels, 2, kConv0, kPool0, kPool0, Act::kRelu>(
+            &in[0][0][0], conv0Kernel, conv0Bias, &conv0Out[0][0][0], &pool0Out[0][0][0]);
+    net32::conv3x3Pool<kPool0, kChannels, 1, kConv1, kPool1, kPool1, Act::kRelu>(
+            &pool0Out[0][0][0], conv1Kernel, conv1Bias, &conv1Out[0][0][0], &pool1Out[0][0][0]);
+    net32::conv3x3Pool<kPool1, kChannels, 1, kConv2, kPool2, kPool2, Act::kRelu>(
+            &pool1Out[0][0][0], conv2Kernel, conv2Bias, &conv2Out[0][0][0], &pool2Out[0][0][0]);
     layer_9(pool2Out, flat);
     layer_10(flat, hidden);
     layer_11(hidden, output);

@@ -193,6 +193,16 @@ inline void maxPool2x2(const float* in, float* out) {
     SC_NET32_DISPATCH(I, maxPool2x2<InCols, OutRows, OutCols>(in, out));
 }
 
+// conv3x3 with its activation, then maxPool2x2, interleaved two rows at a
+// time; computes only the convolution cells the pooling reads (the others in
+// `conv` are left as they were). Gives the bits of the two layers run apart.
+template <int InCols, int InCh, int Stride, int ConvCols, int PoolRows, int PoolCols, Act A, Isa I = Isa::kBest>
+inline void conv3x3Pool(const float* in, const float* kernel, const float* bias, float* conv, float* pooled) {
+    static_assert(2 * PoolCols <= ConvCols && (ConvCols - 1) * Stride + 3 <= InCols, "shape");
+    SC_NET32_DISPATCH(I, conv3x3Pool<InCols, InCh, Stride, ConvCols, PoolRows, PoolCols, A>(in, kernel, bias, conv,
+                                                                                          pooled));
+}
+
 // Dense layer In -> 32 with matrix [In][32] and bias [32], then the activation.
 template <int In, Act A, Isa I = Isa::kBest>
 inline void dense32(const float* in, const float* matrix, const float* bias, float* out) {

@@ -178,6 +178,59 @@ TEST(Net32Pool, BitIdenticalToThePlainLoopOnEveryShape) {
     checkPool<9, 4, 4>(rng, 9);
 }
 
+// Convolution with the pooling two rows behind: the pooled tensor of the two
+// loops run apart, and no convolution cell outside those the pooling reads.
+template <int InRows, int InCols, int InCh, int Stride, int PoolRows, int PoolCols, Act A>
+void checkConvPool(std::mt19937& rng) {
+    constexpr int kConvRows = (InRows - 3) / Stride + 1, kConvCols = (InCols - 3) / Stride + 1;
+    const auto in = randomTensor(rng, size_t(InRows) * InCols * InCh, 1.0f);
+    const auto k = randomTensor(rng, size_t(9) * InCh * 32, 1.0f / std::sqrt(9.0f * InCh));
+    const auto b = randomTensor(rng, 32, 0.5f);
+    std::vector<float> conv(static_cast<size_t>(kConvRows) * kConvCols * 32),
+            want(static_cast<size_t>(PoolRows) * PoolCols * 32, kNaN);
+    ref::conv3x3(in.data(), InCols, InCh, Stride, k.data(), b.data(), kConvRows, kConvCols, A, conv.data());
+    ref::maxPool2x2(conv.data(), kConvCols, PoolRows, PoolCols, want.data());
+    for (Isa isa : kIsas) {
+        if (!net32::isaAvailable(isa)) continue;
+        std::vector<float> gotConv(conv.size(), kNaN), got(want.size(), kNaN);
+        float *c = gotConv.data(), *p = got.data();
+        switch (isa) {
+            case Isa::kSse2:
+                net32::conv3x3Pool<InCols, InCh, Stride, kConvCols, PoolRows, PoolCols, A, Isa::kSse2>(
+                        in.data(), k.data(), b.data(), c, p);
+                break;
+            case Isa::kAvx2:
+                net32::conv3x3Pool<InCols, InCh, Stride, kConvCols, PoolRows, PoolCols, A, Isa::kAvx2>(
+                        in.data(), k.data(), b.data(), c, p);
+                break;
+            case Isa::kAvx512:
+                net32::conv3x3Pool<InCols, InCh, Stride, kConvCols, PoolRows, PoolCols, A, Isa::kAvx512>(
+                        in.data(), k.data(), b.data(), c, p);
+                break;
+            default:
+                net32::conv3x3Pool<InCols, InCh, Stride, kConvCols, PoolRows, PoolCols, A>(in.data(), k.data(),
+                                                                                           b.data(), c, p);
+        }
+        const std::string what = std::string("conv+pool ") + net32::isaName(isa) + " " + std::to_string(InCols);
+        expectMatches(got, want, !fusesMultiplyAdd(isa == Isa::kBest ? net32::bestIsa() : isa), what);
+        for (int r = 0; r < kConvRows; ++r)
+            for (int col = 0; col < kConvCols; ++col)
+                EXPECT_EQ(std::isnan(gotConv[(size_t(r) * kConvCols + col) * 32]),
+                          r >= 2 * PoolRows || col >= 2 * PoolCols)
+                        << what << " cell " << r << "," << col;
+    }
+}
+
+TEST(Net32ConvPool, EqualsTheTwoLoopsOnEveryShape) {
+    std::mt19937 rng(3);
+    checkConvPool<81, 51, 3, 2, 20, 12, Act::kReluNanToZero>(rng);
+    checkConvPool<20, 12, 32, 1, 9, 5, Act::kReluNanToZero>(rng);
+    checkConvPool<9, 5, 32, 1, 3, 1, Act::kReluNanToZero>(rng);
+    checkConvPool<101, 101, 4, 2, 25, 25, Act::kRelu>(rng);
+    checkConvPool<25, 25, 32, 1, 11, 11, Act::kRelu>(rng);
+    checkConvPool<11, 11, 32, 1, 4, 4, Act::kRelu>(rng);
+}
+
 template <int In, Act A>
 void checkDense(std::mt19937& rng) {
     const auto in = randomTensor(rng, In, 1.0f), w = randomTensor(rng, size_t(In) * 32, 1.0f / std::sqrt(float(In))),
