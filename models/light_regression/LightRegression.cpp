@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "models/common/PixelLog.h"
 #include "models/light_regression/Kernels.h"
 #include "models/light_regression/LightRegressionTables.h"
 #include "models/light_regression/LightRegressionWeights.h"
@@ -274,19 +275,11 @@ float* LightRegression::model_predict(Image* image, float* nblk, float* blk, int
             for (int k = 0; k < kColours; ++k) sum[k] += image[r][c][k];
 
     if (sum[0] >= 2 || sum[1] >= 2 || sum[2] >= 2) {
-        // Top-left 30 x 30 pixels, one line per row. Each entry is at most 48
-        // characters, so a row fits the stack buffer: no allocation.
-        constexpr int kLogSide = 30;
-        char text[kLogSide * 48 + 1];
-        for (int r = 0; r < kLogSide; ++r) {
-            size_t n = 0;
-            text[0] = '\0';
-            for (int c = 0; c < kLogSide && n < sizeof(text); ++c) {
-                const int w = std::snprintf(text + n, sizeof(text) - n, "[%d][%d] = %d,%d,%d; ", r, c,
-                                            image[r][c][0], image[r][c][1], image[r][c][2]);
-                if (w < 0) break;
-                n += static_cast<size_t>(w);
-            }
+        // Top-left 30 x 30 pixels, one line per row, formatted into a stack
+        // buffer: no allocation.
+        char text[pixel_log::kRowChars];
+        for (int r = 0; r < pixel_log::kSide; ++r) {
+            pixel_log::formatRow(text, r, &image[r][0][0], kColours);
             SC_LOGI("Algo_Lux_Cnn_Model: pexelInfo %s", text);
         }
     }

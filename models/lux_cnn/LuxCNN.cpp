@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "models/common/PixelLog.h"
 #include "models/lux_cnn/LuxCNNTables.h"
 #include "models/lux_cnn/LuxCNNWeights.h"
 #include "models/simd/Net32.h"
@@ -158,19 +159,11 @@ float* LuxCNN::model_predict(int (*pixels)[kPatch][4], int lcm, int mode) {
             for (int c = 0; c < 3; ++c) sum[c] += pixels[row][col][c];
 
     if (!(sum[0] < 2 && sum[1] < 2 && sum[2] < 2)) {
-        // Top-left 30 x 30 pixels, one line per row; a fixed buffer keeps the
-        // prediction off the heap (30 entries of at most 48 characters).
-        constexpr int kDump = 30;
-        for (int i = 0; i < kDump; ++i) {
-            char text[kDump * 48 + 1];
-            int used = 0;
-            text[0] = '\0';
-            for (int j = 0; j < kDump; ++j) {
-                const int n = std::snprintf(text + used, sizeof text - used, "[%d][%d] = %d,%d,%d; ", i, j,
-                                            pixels[i][j][0], pixels[i][j][1], pixels[i][j][2]);
-                if (n > 0) used += n;
-                if (used >= static_cast<int>(sizeof text)) used = sizeof text - 1;
-            }
+        // Top-left 30 x 30 pixels, one line per row, formatted into a stack
+        // buffer: no allocation.
+        char text[pixel_log::kRowChars];
+        for (int i = 0; i < pixel_log::kSide; ++i) {
+            pixel_log::formatRow(text, i, &pixels[i][0][0], 4);
             SC_LOGI("Algo_Lux_Cnn_Model: pexelInfo %s", text);
         }
     }

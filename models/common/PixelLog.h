@@ -1,0 +1,52 @@
+#pragma once
+
+// Formats one row of the per-frame pixel log, "[r][c] = red,green,blue; " for
+// the first 30 pixels of a row, into a caller's buffer without the C library's
+// formatted output (the models write 30 such rows for every non-black frame).
+namespace pixel_log {
+
+constexpr int kSide = 30;             // rows and pixels per row in the log
+constexpr int kEntryMax = 48;         // "[29][29] = " plus three ints of 11
+constexpr int kRowChars = kSide * kEntryMax + 1;
+
+inline char* appendInt(char* p, int v) {
+    unsigned u = v < 0 ? 0u - static_cast<unsigned>(v) : static_cast<unsigned>(v);
+    if (v < 0) *p++ = '-';
+    char digits[10];
+    int n = 0;
+    do {
+        digits[n++] = static_cast<char>('0' + u % 10);
+        u /= 10;
+    } while (u != 0);
+    while (n > 0) *p++ = digits[--n];
+    return p;
+}
+
+// Row `r` of an image whose pixels are `stride` ints apart, colour first;
+// `text` holds kRowChars. Returns the text's length.
+inline int formatRow(char* text, int r, const int* row, int stride) {
+    char* p = text;
+    for (int c = 0; c < kSide; ++c) {
+        const int* px = row + c * stride;
+        *p++ = '[';
+        p = appendInt(p, r);
+        *p++ = ']';
+        *p++ = '[';
+        p = appendInt(p, c);
+        *p++ = ']';
+        *p++ = ' ';
+        *p++ = '=';
+        *p++ = ' ';
+        p = appendInt(p, px[0]);
+        *p++ = ',';
+        p = appendInt(p, px[1]);
+        *p++ = ',';
+        p = appendInt(p, px[2]);
+        *p++ = ';';
+        *p++ = ' ';
+    }
+    *p = '\0';
+    return static_cast<int>(p - text);
+}
+
+}  // namespace pixel_log
