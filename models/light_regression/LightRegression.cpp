@@ -297,9 +297,7 @@ float* LightRegression::model_predict(Image* image, float* nblk, float* blk, int
     float ratio[kChannels];
     getCalibration(image, mode, diff, gain, ratio);
 
-    for (int r = 0; r < kImageRows; ++r)
-        for (int c = 0; c < kImageCols; ++c)
-            for (int k = 0; k < kColours; ++k) mImage[r][c][k] = static_cast<float>(image[r][c][k] / 255.0);
+    net32::scale255<false>(&image[0][0][0], &mImage[0][0][0], kImageRows * kImageCols * kColours);
 
     for (int k = 0; k < kChannels; ++k) {
         const float d = nblk[k] - blk[k];

@@ -192,12 +192,8 @@ float* LuxCNN::model_predict(int (*pixels)[kPatch][4], int lcm, int mode) {
     }
     const float level = nits / static_cast<float>(divisor);
 
-    for (int row = 0; row < kPatch; ++row)
-        for (int col = 0; col < kPatch; ++col) {
-            for (int c = 0; c < 3; ++c)
-                input[row][col][c] = static_cast<float>(static_cast<float>(pixels[row][col][c]) / 255.0);
-            input[row][col][3] = level;
-        }
+    // Colours scaled and the luminance set in one vector pass.
+    net32::scale255<true, true>(&pixels[0][0][0], &input[0][0][0], kPatch * kPatch * 4, level);
 
     real_model_predict(input, band, mode);
     for (int k = 0; k < kOutputs; ++k) prediction[k] = static_cast<float>(output[k] * divisor);

@@ -209,6 +209,14 @@ inline void dense32(const float* in, const float* matrix, const float* bias, flo
     SC_NET32_DISPATCH(I, dense32<In, A>(in, matrix, bias, out));
 }
 
+// Colour components to 0..1 as float(component / 255.0) (FloatFirst: the
+// component rounded to float before the division), n of them; with Fourth,
+// each element i % 4 == 3 becomes `fourth` instead.
+template <bool FloatFirst, bool Fourth = false, Isa I = Isa::kBest>
+inline void scale255(const int* in, float* out, int n, float fourth = 0.0f) {
+    SC_NET32_DISPATCH(I, scale255<FloatFirst, Fourth>(in, out, n, fourth));
+}
+
 #undef SC_NET32_DISPATCH
 
 }  // namespace net32

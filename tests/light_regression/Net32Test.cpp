@@ -5,6 +5,7 @@
 // summation order; with one, equal to float rounding.
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -229,6 +230,44 @@ TEST(Net32ConvPool, EqualsTheTwoLoopsOnEveryShape) {
     checkConvPool<101, 101, 4, 2, 25, 25, Act::kRelu>(rng);
     checkConvPool<25, 25, 32, 1, 11, 11, Act::kRelu>(rng);
     checkConvPool<11, 11, 32, 1, 4, 4, Act::kRelu>(rng);
+}
+
+// Colour scaling: the bits of the scalar division for every component,
+// including ints that float cannot hold, and a count that leaves a tail.
+TEST(Net32Scale, EqualsTheScalarDivision) {
+    std::vector<int> in;
+    for (int v = -3; v < 300; ++v) in.push_back(v);
+    for (int v : {16777217, 16777219, 123456789, INT_MAX, INT_MIN, INT_MIN + 1, -16777217}) in.push_back(v);
+    const int n = static_cast<int>(in.size());  // 310: not a multiple of any vector width
+    std::vector<float> wantInt(n), wantFloat(n);
+    for (int i = 0; i < n; ++i) {
+        wantInt[i] = static_cast<float>(in[i] / 255.0);
+        // The pixel form: the fourth of each four is the luminance.
+        wantFloat[i] = i % 4 == 3 ? 0.625f : static_cast<float>(static_cast<float>(in[i]) / 255.0);
+    }
+    for (Isa isa : kIsas) {
+        if (!net32::isaAvailable(isa)) continue;
+        std::vector<float> a(n, kNaN), b(n, kNaN);
+        switch (isa) {
+            case Isa::kSse2:
+                net32::scale255<false, false, Isa::kSse2>(in.data(), a.data(), n);
+                net32::scale255<true, true, Isa::kSse2>(in.data(), b.data(), n, 0.625f);
+                break;
+            case Isa::kAvx2:
+                net32::scale255<false, false, Isa::kAvx2>(in.data(), a.data(), n);
+                net32::scale255<true, true, Isa::kAvx2>(in.data(), b.data(), n, 0.625f);
+                break;
+            case Isa::kAvx512:
+                net32::scale255<false, false, Isa::kAvx512>(in.data(), a.data(), n);
+                net32::scale255<true, true, Isa::kAvx512>(in.data(), b.data(), n, 0.625f);
+                break;
+            default:
+                net32::scale255<false>(in.data(), a.data(), n);
+                net32::scale255<true, true>(in.data(), b.data(), n, 0.625f);
+        }
+        expectMatches(a, wantInt, true, std::string("scale ") + net32::isaName(isa));
+        expectMatches(b, wantFloat, true, std::string("scale as float ") + net32::isaName(isa));
+    }
 }
 
 template <int In, Act A>
