@@ -12,6 +12,22 @@ constexpr int kRowChars = kSide * kEntryMax + 1;
 inline char* appendInt(char* p, int v) {
     unsigned u = v < 0 ? 0u - static_cast<unsigned>(v) : static_cast<unsigned>(v);
     if (v < 0) *p++ = '-';
+    // Colour components and indices have at most three digits.
+    if (u < 10) {
+        *p++ = static_cast<char>('0' + u);
+        return p;
+    }
+    if (u < 100) {
+        p[0] = static_cast<char>('0' + u / 10);
+        p[1] = static_cast<char>('0' + u % 10);
+        return p + 2;
+    }
+    if (u < 1000) {
+        p[0] = static_cast<char>('0' + u / 100);
+        p[1] = static_cast<char>('0' + u / 10 % 10);
+        p[2] = static_cast<char>('0' + u % 10);
+        return p + 3;
+    }
     char digits[10];
     int n = 0;
     do {

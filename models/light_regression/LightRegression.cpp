@@ -206,11 +206,15 @@ void LightRegression::getCalibration(Image* image, int mode, float* color_k_diff
                                      float* ratio) {
     // Mean colour: the sums are divided by 101, not by the pixel count; the
     // tuned corrections depend on that scale.
-    double sum[3] = {0.0, 0.0, 0.0};
-    for (int r = 0; r < kImageRows; ++r)
-        for (int c = 0; c < kImageCols; ++c)
-            for (int k = 0; k < kColours; ++k) sum[k] += image[r][c][k] * 0.001;
-    const double mR = sum[0] / 101.0, mG = sum[1] / 101.0, mB = sum[2] / 101.0;
+    // Three running sums in registers, each adding its terms in pixel order.
+    double sumR = 0.0, sumG = 0.0, sumB = 0.0;
+    const int* px = &image[0][0][0];
+    for (int i = 0; i < kImageRows * kImageCols * kColours; i += kColours) {
+        sumR += px[i] * 0.001;
+        sumG += px[i + 1] * 0.001;
+        sumB += px[i + 2] * 0.001;
+    }
+    const double mR = sumR / 101.0, mG = sumG / 101.0, mB = sumB / 101.0;
 
     const CaliTable& ref = referenceTable(mode);
     const CaliTable& cal = gUnit.values;
@@ -269,10 +273,14 @@ void LightRegression::getCalibration(Image* image, int mode, float* color_k_diff
 }
 
 float* LightRegression::model_predict(Image* image, float* nblk, float* blk, int lcm, int mode) {
+    // Per-colour sums over the flat image, one pixel per step.
     long long sum[3] = {0, 0, 0};
-    for (int r = 0; r < kImageRows; ++r)
-        for (int c = 0; c < kImageCols; ++c)
-            for (int k = 0; k < kColours; ++k) sum[k] += image[r][c][k];
+    const int* px = &image[0][0][0];
+    for (int i = 0; i < kImageRows * kImageCols * kColours; i += kColours) {
+        sum[0] += px[i];
+        sum[1] += px[i + 1];
+        sum[2] += px[i + 2];
+    }
 
     if (sum[0] >= 2 || sum[1] >= 2 || sum[2] >= 2) {
         // Top-left 30 x 30 pixels, one line per row, formatted into a stack
