@@ -153,10 +153,14 @@ float LuxCNN::real_model_predict(float (*in)[kPatch][kInChannels], int band, int
 }
 
 float* LuxCNN::model_predict(int (*pixels)[kPatch][4], int lcm, int mode) {
+    // Per-colour sums over the flat patch, one pixel (four ints) per step.
     int sum[3] = {0, 0, 0};
-    for (int row = 0; row < kPatch; ++row)
-        for (int col = 0; col < kPatch; ++col)
-            for (int c = 0; c < 3; ++c) sum[c] += pixels[row][col][c];
+    const int* px = &pixels[0][0][0];
+    for (int i = 0; i < kPatch * kPatch * 4; i += 4) {
+        sum[0] += px[i];
+        sum[1] += px[i + 1];
+        sum[2] += px[i + 2];
+    }
 
     if (!(sum[0] < 2 && sum[1] < 2 && sum[2] < 2)) {
         // Top-left 30 x 30 pixels, one line per row, formatted into a stack
