@@ -32,8 +32,14 @@ demo: build
 	@echo
 	@$(BUILD)/tools/sensorcfg/sensorcfg replay $(DEMO_SESSION) --config examples/SensorConfig --out $(BUILD)/demo/replay
 
-bench: build
-	@for b in $(BUILD)/bench/bench_*; do [ -x "$$b" ] && "$$b" --benchmark_repetitions=5 --benchmark_report_aggregates_only=true || exit 1; done
+# Benchmarks run pinned to one core (BENCH_CPU, the last by default); their
+# peers (oneDNN, XNNPACK) are installed for them alone.
+BENCH_CPU ?= $(shell expr $$(nproc) - 1)
+PIN = $(shell command -v taskset >/dev/null && echo taskset -c $(BENCH_CPU))
+bench:
+	@sh tools/install-deps.sh bench
+	@$(MAKE) --no-print-directory build
+	@for b in $(BUILD)/bench/bench_*; do [ -x "$$b" ] && $(PIN) "$$b" --benchmark_repetitions=5 --benchmark_report_aggregates_only=true || exit 1; done
 
 # Sanitizer builds live in their own build trees.
 tsan: deps

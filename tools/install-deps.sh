@@ -4,6 +4,10 @@
 set -e
 PACKAGES="cmake make g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev libjsoncpp-dev libcli11-dev libpng-dev \
 android-liblog-dev android-libutils-dev android-libbase-dev python3-numpy"
+# Peers of the network benchmark, never linked into the library: only
+# `make bench` (install-deps.sh bench) installs them.
+BENCH_PACKAGES="libdnnl-dev libxnnpack-dev libpthreadpool-dev"
+if [ "$1" = "bench" ]; then PACKAGES="$PACKAGES $BENCH_PACKAGES"; fi
 missing=""
 for p in $PACKAGES; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"

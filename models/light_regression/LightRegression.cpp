@@ -4,9 +4,11 @@
 #include <cstdio>
 #include <cstring>
 
+#include "models/common/PixelLog.h"
 #include "models/light_regression/Kernels.h"
 #include "models/light_regression/LightRegressionTables.h"
 #include "models/light_regression/LightRegressionWeights.h"
+#include "models/simd/Net32.h"
 #include "platform/Log.h"
 
 using namespace light_regression;
@@ -116,31 +118,35 @@ void LightRegression::selectWeights(const float* const* set) {
     mLayer12Bias = set[kLayer12Bias];
 }
 
+// The layers run on the vectorised 32-channel kernels; Kernels.h keeps the
+// plain loops they are checked against.
+using net32::Act;
+
 void LightRegression::layer_1(const float (*in)[kImageCols][kColours], float (*out)[kL1Cols][kFilters]) {
-    conv3x3Relu(&in[0][0][0], kImageCols, kColours, 2, mLayer1Kernel, mLayer1Bias, kL1Rows, kL1Cols, kFilters,
-                &out[0][0][0]);
+    net32::conv3x3<kImageCols, kColours, 2, kL1Cols, kL1Cols, Act::kReluNanToZero>(
+            &in[0][0][0], mLayer1Kernel, mLayer1Bias, &out[0][0][0], kL1Rows);
 }
 
 void LightRegression::layer_2(const float (*in)[kL1Cols][kFilters], float (*out)[kL2Cols][kFilters]) {
-    maxPool2x2(&in[0][0][0], kL1Cols, kFilters, kL2Rows, kL2Cols, &out[0][0][0]);
+    net32::maxPool2x2<kL1Cols, kL2Rows, kL2Cols>(&in[0][0][0], &out[0][0][0]);
 }
 
 void LightRegression::layer_3(const float (*in)[kL2Cols][kFilters], float (*out)[kL3Cols][kFilters]) {
-    conv3x3Relu(&in[0][0][0], kL2Cols, kFilters, 1, mLayer3Kernel, mLayer3Bias, kL3Rows, kL3Cols, kFilters,
-                &out[0][0][0]);
+    net32::conv3x3<kL2Cols, kFilters, 1, kL3Cols, kL3Cols, Act::kReluNanToZero>(
+            &in[0][0][0], mLayer3Kernel, mLayer3Bias, &out[0][0][0], kL3Rows);
 }
 
 void LightRegression::layer_4(const float (*in)[kL3Cols][kFilters], float (*out)[kL4Cols][kFilters]) {
-    maxPool2x2(&in[0][0][0], kL3Cols, kFilters, kL4Rows, kL4Cols, &out[0][0][0]);
+    net32::maxPool2x2<kL3Cols, kL4Rows, kL4Cols>(&in[0][0][0], &out[0][0][0]);
 }
 
 void LightRegression::layer_5(const float (*in)[kL4Cols][kFilters], float (*out)[kL5Cols][kFilters]) {
-    conv3x3Relu(&in[0][0][0], kL4Cols, kFilters, 1, mLayer5Kernel, mLayer5Bias, kL5Rows, kL5Cols, kFilters,
-                &out[0][0][0]);
+    net32::conv3x3<kL4Cols, kFilters, 1, kL5Cols, kL5Cols, Act::kReluNanToZero>(
+            &in[0][0][0], mLayer5Kernel, mLayer5Bias, &out[0][0][0], kL5Rows);
 }
 
 void LightRegression::layer_6(const float (*in)[kL5Cols][kFilters], float (*out)[kL6Cols][kFilters]) {
-    maxPool2x2(&in[0][0][0], kL5Cols, kFilters, kL6Rows, kL6Cols, &out[0][0][0]);
+    net32::maxPool2x2<kL5Cols, kL6Rows, kL6Cols>(&in[0][0][0], &out[0][0][0]);
 }
 
 void LightRegression::layer_7(const float (*in)[kL6Cols][kFilters], float* out) {
@@ -148,11 +154,11 @@ void LightRegression::layer_7(const float (*in)[kL6Cols][kFilters], float* out) 
 }
 
 void LightRegression::layer_9(const float* in, float* out) {
-    denseRelu(in, kFlat, mLayer9Kernel, mLayer9Bias, kHidden, out);
+    net32::dense32<kFlat, Act::kReluNanToZero>(in, mLayer9Kernel, mLayer9Bias, out);
 }
 
 void LightRegression::layer_10(const float* in, float* out) {
-    denseRelu(in, kChannels, mLayer10Kernel, mLayer10Bias, kHidden, out);
+    net32::dense32<kChannels, Act::kReluNanToZero>(in, mLayer10Kernel, mLayer10Bias, out);
 }
 
 void LightRegression::layer_11(const float* a, const float* b, float* out) {
@@ -167,12 +173,17 @@ void LightRegression::layer_12(const float* in, float* out) {
 float LightRegression::real_model_predict(FloatImage* image, float* features, int level, int mode) {
     // An unknown (mode, level) keeps the previous call's set.
     if (const float* const* set = weightSet(mode, level)) selectWeights(set);
-    layer_1(image, mLayer1Out);
-    layer_2(mLayer1Out, mLayer2Out);
-    layer_3(mLayer2Out, mLayer3Out);
-    layer_4(mLayer3Out, mLayer4Out);
-    layer_5(mLayer4Out, mLayer5Out);
-    layer_6(mLayer5Out, mLayer6Out);
+    // The layers in order, except that each pooling runs two convolution
+    // rows behind its convolution, and the convolutions skip the cells the
+    // pooling drops (the last column of layer 1; the last row and the last
+    // column of layer 5), which nothing reads: those keep the values of
+    // earlier calls.
+    net32::conv3x3Pool<kImageCols, kColours, 2, kL1Cols, kL2Rows, kL2Cols, Act::kReluNanToZero>(
+            &image[0][0][0], mLayer1Kernel, mLayer1Bias, &mLayer1Out[0][0][0], &mLayer2Out[0][0][0]);
+    net32::conv3x3Pool<kL2Cols, kFilters, 1, kL3Cols, kL4Rows, kL4Cols, Act::kReluNanToZero>(
+            &mLayer2Out[0][0][0], mLayer3Kernel, mLayer3Bias, &mLayer3Out[0][0][0], &mLayer4Out[0][0][0]);
+    net32::conv3x3Pool<kL4Cols, kFilters, 1, kL5Cols, kL6Rows, kL6Cols, Act::kReluNanToZero>(
+            &mLayer4Out[0][0][0], mLayer5Kernel, mLayer5Bias, &mLayer5Out[0][0][0], &mLayer6Out[0][0][0]);
     layer_7(mLayer6Out, mLayer7Out);
     layer_9(mLayer7Out, mLayer9Out);
     layer_10(features, mLayer10Out);
@@ -195,11 +206,15 @@ void LightRegression::getCalibration(Image* image, int mode, float* color_k_diff
                                      float* ratio) {
     // Mean colour: the sums are divided by 101, not by the pixel count; the
     // tuned corrections depend on that scale.
-    double sum[3] = {0.0, 0.0, 0.0};
-    for (int r = 0; r < kImageRows; ++r)
-        for (int c = 0; c < kImageCols; ++c)
-            for (int k = 0; k < kColours; ++k) sum[k] += image[r][c][k] * 0.001;
-    const double mR = sum[0] / 101.0, mG = sum[1] / 101.0, mB = sum[2] / 101.0;
+    // Three running sums in registers, each adding its terms in pixel order.
+    double sumR = 0.0, sumG = 0.0, sumB = 0.0;
+    const int* px = &image[0][0][0];
+    for (int i = 0; i < kImageRows * kImageCols * kColours; i += kColours) {
+        sumR += px[i] * 0.001;
+        sumG += px[i + 1] * 0.001;
+        sumB += px[i + 2] * 0.001;
+    }
+    const double mR = sumR / 101.0, mG = sumG / 101.0, mB = sumB / 101.0;
 
     const CaliTable& ref = referenceTable(mode);
     const CaliTable& cal = gUnit.values;
@@ -258,25 +273,21 @@ void LightRegression::getCalibration(Image* image, int mode, float* color_k_diff
 }
 
 float* LightRegression::model_predict(Image* image, float* nblk, float* blk, int lcm, int mode) {
+    // Per-colour sums over the flat image, one pixel per step.
     long long sum[3] = {0, 0, 0};
-    for (int r = 0; r < kImageRows; ++r)
-        for (int c = 0; c < kImageCols; ++c)
-            for (int k = 0; k < kColours; ++k) sum[k] += image[r][c][k];
+    const int* px = &image[0][0][0];
+    for (int i = 0; i < kImageRows * kImageCols * kColours; i += kColours) {
+        sum[0] += px[i];
+        sum[1] += px[i + 1];
+        sum[2] += px[i + 2];
+    }
 
     if (sum[0] >= 2 || sum[1] >= 2 || sum[2] >= 2) {
-        // Top-left 30 x 30 pixels, one line per row. Each entry is at most 48
-        // characters, so a row fits the stack buffer: no allocation.
-        constexpr int kLogSide = 30;
-        char text[kLogSide * 48 + 1];
-        for (int r = 0; r < kLogSide; ++r) {
-            size_t n = 0;
-            text[0] = '\0';
-            for (int c = 0; c < kLogSide && n < sizeof(text); ++c) {
-                const int w = std::snprintf(text + n, sizeof(text) - n, "[%d][%d] = %d,%d,%d; ", r, c,
-                                            image[r][c][0], image[r][c][1], image[r][c][2]);
-                if (w < 0) break;
-                n += static_cast<size_t>(w);
-            }
+        // Top-left 30 x 30 pixels, one line per row, formatted into a stack
+        // buffer: no allocation.
+        char text[pixel_log::kRowChars];
+        for (int r = 0; r < pixel_log::kSide; ++r) {
+            pixel_log::formatRow(text, r, &image[r][0][0], kColours);
             SC_LOGI("Algo_Lux_Cnn_Model: pexelInfo %s", text);
         }
     }
@@ -294,9 +305,7 @@ float* LightRegression::model_predict(Image* image, float* nblk, float* blk, int
     float ratio[kChannels];
     getCalibration(image, mode, diff, gain, ratio);
 
-    for (int r = 0; r < kImageRows; ++r)
-        for (int c = 0; c < kImageCols; ++c)
-            for (int k = 0; k < kColours; ++k) mImage[r][c][k] = static_cast<float>(image[r][c][k] / 255.0);
+    net32::scale255<false>(&image[0][0][0], &mImage[0][0][0], kImageRows * kImageCols * kColours);
 
     for (int k = 0; k < kChannels; ++k) {
         const float d = nblk[k] - blk[k];

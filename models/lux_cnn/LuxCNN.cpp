@@ -2,8 +2,10 @@
 
 #include <cstdio>
 
+#include "models/common/PixelLog.h"
 #include "models/lux_cnn/LuxCNNTables.h"
 #include "models/lux_cnn/LuxCNNWeights.h"
+#include "models/simd/Net32.h"
 #include "platform/Log.h"
 
 namespace {
@@ -38,49 +40,12 @@ constexpr int kBand1Start = 3105;
 constexpr int kBand2Start = 6105;
 constexpr double kBandDivisor[3] = {28.9896, 122.4517, 780.4849};
 
-// 3x3 convolution without padding, bias added after the sum. Output channels
-// run innermost so that each channel keeps its own summation order.
-template <int InSize, int InC, int OutSize, int Stride>
-void conv3x3(const float (*in)[InSize][InC], const float* kernel, const float* bias, float (*out)[OutSize][C]) {
-    const float(*k)[3][InC][C] = reinterpret_cast<const float(*)[3][InC][C]>(kernel);
-    for (int oy = 0; oy < OutSize; ++oy) {
-        for (int ox = 0; ox < OutSize; ++ox) {
-            float acc[C];
-            for (int oc = 0; oc < C; ++oc) acc[oc] = 0.0f;
-            for (int ky = 0; ky < 3; ++ky)
-                for (int kx = 0; kx < 3; ++kx) {
-                    const float* px = in[Stride * oy + ky][Stride * ox + kx];
-                    for (int ic = 0; ic < InC; ++ic) {
-                        const float v = px[ic];
-                        const float* kr = k[ky][kx][ic];
-                        for (int oc = 0; oc < C; ++oc) acc[oc] += v * kr[oc];
-                    }
-                }
-            for (int oc = 0; oc < C; ++oc) out[oy][ox][oc] = acc[oc] + bias[oc];
-        }
-    }
-}
-
 template <int Size>
 void reluInPlace(float (*io)[Size][C]) {
     for (int y = 0; y < Size; ++y)
         for (int x = 0; x < Size; ++x)
             for (int c = 0; c < C; ++c)
                 if (io[y][x][c] < 0.0f) io[y][x][c] = 0.0f;
-}
-
-// 2x2 max pooling, stride 2; an odd last row and column are dropped.
-template <int InSize, int OutSize>
-void maxPool(const float (*in)[InSize][C], float (*out)[OutSize][C]) {
-    for (int y = 0; y < OutSize; ++y)
-        for (int x = 0; x < OutSize; ++x)
-            for (int c = 0; c < C; ++c) {
-                float m = in[2 * y][2 * x][c];
-                if (in[2 * y][2 * x + 1][c] > m) m = in[2 * y][2 * x + 1][c];
-                if (in[2 * y + 1][2 * x][c] > m) m = in[2 * y + 1][2 * x][c];
-                if (in[2 * y + 1][2 * x + 1][c] > m) m = in[2 * y + 1][2 * x + 1][c];
-                out[y][x][c] = m;
-            }
 }
 
 // Dense layer with ReLU: out[j] = max(0, bias[j] + sum_i in[i] * W[i][j]).
@@ -113,33 +78,42 @@ LuxCNN::LuxCNN()
       dense2Bias(nullptr),
       prediction{0.0f, 0.0f, 0.0f, 0.0f} {}
 
+// The convolutions, poolings and the wide dense layer run on the vectorised
+// 32-channel kernels; the tests check them against the plain loops.
+using net32::Act;
+
 void LuxCNN::layer_0(float (*in)[kPatch][kInChannels], float (*out)[kConv0][kChannels]) {
-    conv3x3<kPatch, kInChannels, kConv0, 2>(in, conv0Kernel, conv0Bias, out);
+    net32::conv3x3<kPatch, kInChannels, 2, kConv0, kConv0, Act::kNone>(&in[0][0][0], conv0Kernel, conv0Bias,
+                                                                       &out[0][0][0], kConv0);
 }
 void LuxCNN::layer_1(float (*io)[kConv0][kChannels]) { reluInPlace<kConv0>(io); }
 void LuxCNN::layer_2(float (*in)[kConv0][kChannels], float (*out)[kPool0][kChannels]) {
-    maxPool<kConv0, kPool0>(in, out);
+    net32::maxPool2x2<kConv0, kPool0, kPool0>(&in[0][0][0], &out[0][0][0]);
 }
 void LuxCNN::layer_3(float (*in)[kPool0][kChannels], float (*out)[kConv1][kChannels]) {
-    conv3x3<kPool0, kChannels, kConv1, 1>(in, conv1Kernel, conv1Bias, out);
+    net32::conv3x3<kPool0, kChannels, 1, kConv1, kConv1, Act::kNone>(&in[0][0][0], conv1Kernel, conv1Bias,
+                                                                     &out[0][0][0], kConv1);
 }
 void LuxCNN::layer_4(float (*io)[kConv1][kChannels]) { reluInPlace<kConv1>(io); }
 void LuxCNN::layer_5(float (*in)[kConv1][kChannels], float (*out)[kPool1][kChannels]) {
-    maxPool<kConv1, kPool1>(in, out);
+    net32::maxPool2x2<kConv1, kPool1, kPool1>(&in[0][0][0], &out[0][0][0]);
 }
 void LuxCNN::layer_6(float (*in)[kPool1][kChannels], float (*out)[kConv2][kChannels]) {
-    conv3x3<kPool1, kChannels, kConv2, 1>(in, conv2Kernel, conv2Bias, out);
+    net32::conv3x3<kPool1, kChannels, 1, kConv2, kConv2, Act::kNone>(&in[0][0][0], conv2Kernel, conv2Bias,
+                                                                     &out[0][0][0], kConv2);
 }
 void LuxCNN::layer_7(float (*io)[kConv2][kChannels]) { reluInPlace<kConv2>(io); }
 void LuxCNN::layer_8(float (*in)[kConv2][kChannels], float (*out)[kPool2][kChannels]) {
-    maxPool<kConv2, kPool2>(in, out);
+    net32::maxPool2x2<kConv2, kPool2, kPool2>(&in[0][0][0], &out[0][0][0]);
 }
 void LuxCNN::layer_9(float (*in)[kPool2][kChannels], float* out) {
     for (int y = 0; y < kPool2; ++y)
         for (int x = 0; x < kPool2; ++x)
             for (int c = 0; c < kChannels; ++c) out[(y * kPool2 + x) * kChannels + c] = in[y][x][c];
 }
-void LuxCNN::layer_10(float* in, float* out) { denseRelu<kFlat, kHidden>(in, dense1Matrix, dense1Bias, out); }
+void LuxCNN::layer_10(float* in, float* out) {
+    net32::dense32<kFlat, Act::kRelu>(in, dense1Matrix, dense1Bias, out);
+}
 void LuxCNN::layer_11(float* in, float* out) { denseRelu<kHidden, kOutputs>(in, dense2Matrix, dense2Bias, out); }
 
 float LuxCNN::real_model_predict(float (*in)[kPatch][kInChannels], int band, int mode) {
@@ -162,15 +136,16 @@ float LuxCNN::real_model_predict(float (*in)[kPatch][kInChannels], int band, int
         SC_LOGI("Algo_Lux_Cnn_Model: band %d before any weight set was chosen, using band 0\n", band);
         return real_model_predict(in, 0, mode);
     }
-    layer_0(in, conv0Out);
-    layer_1(conv0Out);
-    layer_2(conv0Out, pool0Out);
-    layer_3(pool0Out, conv1Out);
-    layer_4(conv1Out);
-    layer_5(conv1Out, pool1Out);
-    layer_6(pool1Out, conv2Out);
-    layer_7(conv2Out);
-    layer_8(conv2Out, pool2Out);
+    // Each ReLU is fused into its convolution, each pooling runs two
+    // convolution rows behind it, and the convolutions skip the last row and
+    // column that the odd-sized poolings drop (nothing reads them; they keep
+    // the values of earlier calls).
+    net32::conv3x3Pool<kPatch, kInChannels, 2, kConv0, kPool0, kPool0, Act::kRelu>(
+            &in[0][0][0], conv0Kernel, conv0Bias, &conv0Out[0][0][0], &pool0Out[0][0][0]);
+    net32::conv3x3Pool<kPool0, kChannels, 1, kConv1, kPool1, kPool1, Act::kRelu>(
+            &pool0Out[0][0][0], conv1Kernel, conv1Bias, &conv1Out[0][0][0], &pool1Out[0][0][0]);
+    net32::conv3x3Pool<kPool1, kChannels, 1, kConv2, kPool2, kPool2, Act::kRelu>(
+            &pool1Out[0][0][0], conv2Kernel, conv2Bias, &conv2Out[0][0][0], &pool2Out[0][0][0]);
     layer_9(pool2Out, flat);
     layer_10(flat, hidden);
     layer_11(hidden, output);
@@ -178,25 +153,21 @@ float LuxCNN::real_model_predict(float (*in)[kPatch][kInChannels], int band, int
 }
 
 float* LuxCNN::model_predict(int (*pixels)[kPatch][4], int lcm, int mode) {
+    // Per-colour sums over the flat patch, one pixel (four ints) per step.
     int sum[3] = {0, 0, 0};
-    for (int row = 0; row < kPatch; ++row)
-        for (int col = 0; col < kPatch; ++col)
-            for (int c = 0; c < 3; ++c) sum[c] += pixels[row][col][c];
+    const int* px = &pixels[0][0][0];
+    for (int i = 0; i < kPatch * kPatch * 4; i += 4) {
+        sum[0] += px[i];
+        sum[1] += px[i + 1];
+        sum[2] += px[i + 2];
+    }
 
     if (!(sum[0] < 2 && sum[1] < 2 && sum[2] < 2)) {
-        // Top-left 30 x 30 pixels, one line per row; a fixed buffer keeps the
-        // prediction off the heap (30 entries of at most 48 characters).
-        constexpr int kDump = 30;
-        for (int i = 0; i < kDump; ++i) {
-            char text[kDump * 48 + 1];
-            int used = 0;
-            text[0] = '\0';
-            for (int j = 0; j < kDump; ++j) {
-                const int n = std::snprintf(text + used, sizeof text - used, "[%d][%d] = %d,%d,%d; ", i, j,
-                                            pixels[i][j][0], pixels[i][j][1], pixels[i][j][2]);
-                if (n > 0) used += n;
-                if (used >= static_cast<int>(sizeof text)) used = sizeof text - 1;
-            }
+        // Top-left 30 x 30 pixels, one line per row, formatted into a stack
+        // buffer: no allocation.
+        char text[pixel_log::kRowChars];
+        for (int i = 0; i < pixel_log::kSide; ++i) {
+            pixel_log::formatRow(text, i, &pixels[i][0][0], 4);
             SC_LOGI("Algo_Lux_Cnn_Model: pexelInfo %s", text);
         }
     }
@@ -225,12 +196,8 @@ float* LuxCNN::model_predict(int (*pixels)[kPatch][4], int lcm, int mode) {
     }
     const float level = nits / static_cast<float>(divisor);
 
-    for (int row = 0; row < kPatch; ++row)
-        for (int col = 0; col < kPatch; ++col) {
-            for (int c = 0; c < 3; ++c)
-                input[row][col][c] = static_cast<float>(static_cast<float>(pixels[row][col][c]) / 255.0);
-            input[row][col][3] = level;
-        }
+    // Colours scaled and the luminance set in one vector pass.
+    net32::scale255<true, true>(&pixels[0][0][0], &input[0][0][0], kPatch * kPatch * 4, level);
 
     real_model_predict(input, band, mode);
     for (int k = 0; k < kOutputs; ++k) prediction[k] = static_cast<float>(output[k] * divisor);
