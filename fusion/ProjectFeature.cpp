@@ -230,12 +230,27 @@ bool ProjectFeature::calcProjectCNNLuxDelta(android::Vector<int> pixels, int br,
     const int cols = sampleCols < kCols ? sampleCols : kCols;
     const int* px = pixels.array();
     // Nearest-neighbour sampling: each cell takes the pixel at its top-left.
+    // The source columns are the same for every row.
+    long long srcCol[kCols];
+    for (int j = 0; j < cols; ++j) srcCol[j] = static_cast<long long>(j) * width / sampleCols;
+    // With the default eye parameters of 1.0 the weighting is exact on
+    // integers, so the pixels are copied as they are.
+    const bool unweighted = eyeParam[0] == 1.0 && eyeParam[1] == 1.0 && eyeParam[2] == 1.0;
     for (int i = 0; i < rows; ++i) {
         const long long srcRow = static_cast<long long>(i) * height / sampleRows;
-        for (int j = 0; j < cols; ++j) {
-            const long long srcCol = static_cast<long long>(j) * width / sampleCols;
-            const int* p = px + (srcRow * width + srcCol) * 3;
-            for (int k = 0; k < 3; ++k) sample[i][j][k] = roundSaturated(p[k] * eyeParam[k]);
+        const int* row = px + srcRow * width * 3;
+        if (unweighted) {
+            for (int j = 0; j < cols; ++j) {
+                const int* p = row + srcCol[j] * 3;
+                sample[i][j][0] = p[0];
+                sample[i][j][1] = p[1];
+                sample[i][j][2] = p[2];
+            }
+        } else {
+            for (int j = 0; j < cols; ++j) {
+                const int* p = row + srcCol[j] * 3;
+                for (int k = 0; k < 3; ++k) sample[i][j][k] = roundSaturated(p[k] * eyeParam[k]);
+            }
         }
     }
 
