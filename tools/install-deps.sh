@@ -1,9 +1,10 @@
 #!/bin/sh
 # Installs the Debian packages the build, tests, demo and benchmarks need,
-# only those that are missing. Safe to run again.
+# only those that are missing. Safe to run again. Arguments name extra
+# packages (the fuzzing and memcheck targets add theirs).
 set -e
 PACKAGES="cmake make g++ pkg-config libgtest-dev libgmock-dev libbenchmark-dev libjsoncpp-dev libcli11-dev libpng-dev \
-android-liblog-dev android-libutils-dev android-libbase-dev python3-numpy"
+android-liblog-dev android-libutils-dev android-libbase-dev python3-numpy $*"
 missing=""
 for p in $PACKAGES; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"

@@ -178,7 +178,9 @@ float LuxCNN::real_model_predict(float (*in)[kPatch][kInChannels], int band, int
 }
 
 float* LuxCNN::model_predict(int (*pixels)[kPatch][4], int lcm, int mode) {
-    int sum[3] = {0, 0, 0};
+    // Wide sums: pixels come from the caller unchecked, and any int must add
+    // up without overflow.
+    long long sum[3] = {0, 0, 0};
     for (int row = 0; row < kPatch; ++row)
         for (int col = 0; col < kPatch; ++col)
             for (int c = 0; c < 3; ++c) sum[c] += pixels[row][col][c];
