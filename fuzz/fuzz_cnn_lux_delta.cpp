@@ -45,10 +45,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (float& v : channelsNblk) v = in.take<float>();
     mLogSwitch = (flags & 4) ? 1 : 0;
 
-    const long long exact = 3LL * width * height;
+    const long long cells = static_cast<long long>(width) * height;
     size_t count;
-    if ((flags & 2) && exact >= 0 && exact <= 3000000) {
-        count = static_cast<size_t>(exact);
+    if ((flags & 2) && cells >= 0 && cells <= 1000000) {
+        count = static_cast<size_t>(3 * cells);
     } else {
         count = in.take<uint16_t>();
     }
