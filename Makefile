@@ -50,21 +50,23 @@ asan: deps
 FUZZ_SECONDS ?= 60
 FUZZ_TARGETS ?= param_store gaussian_fit lux_cnn light_regression cnn_lux_delta split_string project_feature factory_calibration
 FUZZ_BUILD = build-fuzz
+# Absolute paths: a target may change its working directory.
+FUZZ_DIR = $(CURDIR)/$(FUZZ_BUILD)
 fuzz:
 	@sh tools/install-deps.sh clang libclang-rt-14-dev
 	@cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
 		-DSC_FUZZ=ON -DSC_BUILD_TESTS=OFF -DSC_BUILD_BENCH=OFF >/dev/null
 	@cmake --build $(FUZZ_BUILD) -j $(JOBS) --target $(addprefix fuzz_,$(FUZZ_TARGETS)) >/dev/null
 	@failed=""; for t in $(FUZZ_TARGETS); do \
-		mkdir -p $(FUZZ_BUILD)/corpus/$$t $(FUZZ_BUILD)/artifacts/$$t $(FUZZ_BUILD)/logs; \
-		cp -n fuzz/corpus/$$t/* $(FUZZ_BUILD)/corpus/$$t/; \
-		dict=""; [ -f fuzz/$$t.dict ] && dict="-dict=fuzz/$$t.dict"; \
+		mkdir -p $(FUZZ_DIR)/corpus/$$t $(FUZZ_DIR)/artifacts/$$t $(FUZZ_DIR)/logs; \
+		cp -n fuzz/corpus/$$t/* $(FUZZ_DIR)/corpus/$$t/; \
+		dict=""; [ -f fuzz/$$t.dict ] && dict="-dict=$(CURDIR)/fuzz/$$t.dict"; \
 		echo "fuzz_$$t: $(FUZZ_SECONDS) s"; \
-		$(FUZZ_BUILD)/fuzz/fuzz_$$t -max_total_time=$(FUZZ_SECONDS) -timeout=60 -print_final_stats=1 $$dict \
-			-artifact_prefix=$(FUZZ_BUILD)/artifacts/$$t/ $(FUZZ_BUILD)/corpus/$$t fuzz/corpus/$$t \
-			> $(FUZZ_BUILD)/logs/$$t.log 2>&1 || { grep -A12 -E '^(==[0-9]+==ERROR|.*runtime error)' $(FUZZ_BUILD)/logs/$$t.log; failed="$$failed $$t"; }; \
-		grep -E '^stat::(number_of_executed_units|average_exec_per_sec|new_units_added)' $(FUZZ_BUILD)/logs/$$t.log | tr '\n' ' '; \
-		echo "corpus: $$(ls $(FUZZ_BUILD)/corpus/$$t | wc -l) files"; \
+		$(FUZZ_DIR)/fuzz/fuzz_$$t -max_total_time=$(FUZZ_SECONDS) -timeout=60 -print_final_stats=1 $$dict \
+			-artifact_prefix=$(FUZZ_DIR)/artifacts/$$t/ $(FUZZ_DIR)/corpus/$$t $(CURDIR)/fuzz/corpus/$$t \
+			> $(FUZZ_DIR)/logs/$$t.log 2>&1 || { grep -A12 -E '(ERROR|runtime error)' $(FUZZ_DIR)/logs/$$t.log; failed="$$failed $$t"; }; \
+		grep -E '^stat::(number_of_executed_units|average_exec_per_sec|new_units_added)' $(FUZZ_DIR)/logs/$$t.log | tr '\n' ' '; \
+		echo "corpus: $$(ls $(FUZZ_DIR)/corpus/$$t | wc -l) files"; \
 	done; \
 	[ -z "$$failed" ] || { echo "fuzz: crashes in:$$failed (inputs under $(FUZZ_BUILD)/artifacts)"; exit 1; }
 
