@@ -53,6 +53,7 @@ private:
 // keeps any further NULs). Fewer NULs give fewer pieces.
 inline std::vector<std::string> splitAtNul(const uint8_t* data, size_t size, size_t maxParts) {
     std::vector<std::string> parts;
+    if (size == 0) return {std::string()};
     const char* p = reinterpret_cast<const char*>(data);
     const char* end = p + size;
     while (parts.size() + 1 < maxParts) {

@@ -50,7 +50,9 @@ int main(int argc, char** argv) {
     for (const std::string& f : files) {
         std::ifstream in(f, std::ios::binary);
         std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-        LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+        // libFuzzer never passes a null pointer, not even for an empty input.
+        static const uint8_t kEmpty = 0;
+        LLVMFuzzerTestOneInput(bytes.empty() ? &kEmpty : bytes.data(), bytes.size());
     }
     std::printf("replayed %zu inputs\n", files.size());
     return 0;
