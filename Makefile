@@ -4,7 +4,7 @@ BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
-.PHONY: all deps configure build test demo bench tsan asan clean
+.PHONY: all deps configure build test demo bench tsan asan fuzz memcheck clean
 
 all: build
 
@@ -49,5 +49,49 @@ tsan: deps
 asan: deps
 	@$(MAKE) --no-print-directory test BUILD=build-asan CMAKE_FLAGS="-DSC_SANITIZE=address -DSC_BUILD_BENCH=OFF"
 
+# libFuzzer targets (clang), each run for FUZZ_SECONDS on a working copy of
+# its committed corpus; a crash stops the run with its input saved under
+# build-fuzz/artifacts and the run going on to the next target. FUZZ_TARGETS
+# picks a subset.
+FUZZ_SECONDS ?= 60
+FUZZ_TARGETS ?= param_store gaussian_fit lux_cnn light_regression cnn_lux_delta split_string project_feature factory_calibration
+FUZZ_BUILD = build-fuzz
+# Absolute paths: a target may change its working directory.
+FUZZ_DIR = $(CURDIR)/$(FUZZ_BUILD)
+fuzz:
+	@sh tools/install-deps.sh clang libclang-rt-14-dev
+	@cmake -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+		-DSC_FUZZ=ON -DSC_BUILD_TESTS=OFF -DSC_BUILD_BENCH=OFF >/dev/null
+	@cmake --build $(FUZZ_BUILD) -j $(JOBS) --target $(addprefix fuzz_,$(FUZZ_TARGETS)) >/dev/null
+	@failed=""; for t in $(FUZZ_TARGETS); do \
+		mkdir -p $(FUZZ_DIR)/corpus/$$t $(FUZZ_DIR)/artifacts/$$t $(FUZZ_DIR)/logs; \
+		cp -n fuzz/corpus/$$t/* $(FUZZ_DIR)/corpus/$$t/; \
+		dict=""; [ -f fuzz/$$t.dict ] && dict="-dict=$(CURDIR)/fuzz/$$t.dict"; \
+		echo "fuzz_$$t: $(FUZZ_SECONDS) s"; \
+		$(FUZZ_DIR)/fuzz/fuzz_$$t -max_total_time=$(FUZZ_SECONDS) -timeout=60 -print_final_stats=1 $$dict \
+			-artifact_prefix=$(FUZZ_DIR)/artifacts/$$t/ $(FUZZ_DIR)/corpus/$$t $(CURDIR)/fuzz/corpus/$$t \
+			> $(FUZZ_DIR)/logs/$$t.log 2>&1 || { grep -A12 -E '(ERROR|runtime error)' $(FUZZ_DIR)/logs/$$t.log; failed="$$failed $$t"; }; \
+		grep -E '^stat::(number_of_executed_units|average_exec_per_sec|new_units_added)' $(FUZZ_DIR)/logs/$$t.log | tr '\n' ' '; \
+		echo "corpus: $$(ls $(FUZZ_DIR)/corpus/$$t | wc -l) files"; \
+	done; \
+	[ -z "$$failed" ] || { echo "fuzz: crashes in:$$failed (inputs under $(FUZZ_BUILD)/artifacts)"; exit 1; }
+
+# valgrind memcheck over the test programs named in MEMCHECK_TESTS (all
+# but the slow model suites by default) and over the demo.
+MEMCHECK_TESTS ?= param_tests split_string_tests factory_client_tests host_binder_tests fusion_tests fault_injection_tests
+VALGRIND = valgrind --error-exitcode=99 --suppressions=tests/reliability/valgrind.supp --leak-check=full --errors-for-leak-kinds=definite --quiet
+memcheck: build
+	@sh tools/install-deps.sh valgrind
+	@for t in $(MEMCHECK_TESTS); do \
+		p=$$(find $(BUILD)/tests -type f -name $$t -perm -u+x | head -1); \
+		echo "memcheck $$t"; \
+		SC_SOURCE_DIR=$(CURDIR) $(VALGRIND) $$p --gtest_brief=1 --gtest_filter=-*DeathTest* >/dev/null || exit 1; \
+	done
+	@echo "memcheck demo"
+	@$(VALGRIND) $(BUILD)/tools/sc-demo examples/demo/device.prop >/dev/null
+	@$(MAKE) --no-print-directory demo >/dev/null
+	@$(VALGRIND) $(BUILD)/tools/sensorcfg/sensorcfg replay $(DEMO_SESSION) --config examples/SensorConfig --out $(BUILD)/demo/replay-memcheck >/dev/null
+	@echo "memcheck: no errors, no definite leaks"
+
 clean:
-	rm -rf build build-tsan build-asan
+	rm -rf build build-tsan build-asan build-fuzz

@@ -208,7 +208,9 @@ bool ProjectFeature::calcProjectCNNLuxDelta(android::Vector<int> pixels, int br,
                                             float* delta) {
     if (displayId != 1) return false;
     const long long count = static_cast<long long>(pixels.size());
-    if (count != 3LL * width * height) {
+    // width * height always fits in 64 bits; three times it may not.
+    const long long cells = static_cast<long long>(width) * height;
+    if (count % 3 != 0 || count / 3 != cells) {
         if (mLogSwitch != 0) SC_LOGE("pixcel info error size = %d", static_cast<int>(count));
         return false;
     }

@@ -1,8 +1,13 @@
 #include "param/JsonFile.h"
 
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cfloat>
 #include <cmath>
-#include <fstream>
+#include <memory>
 
 #include "platform/ConfigPath.h"
 #include "platform/Log.h"
@@ -15,11 +20,11 @@ namespace {
 
 // Deepest bracket nesting of the text, outside strings and comments (the
 // default reader accepts // and /* */ comments).
-int maxDepth(std::streambuf* in) {
+int maxDepth(const std::string& text) {
     enum { kCode, kString, kEscape, kSlash, kLineComment, kBlockComment, kBlockStar } state = kCode;
     int depth = 0;
     int deepest = 0;
-    for (int c = in->sbumpc(); c != std::char_traits<char>::eof(); c = in->sbumpc()) {
+    for (char c : text) {
         switch (state) {
             case kCode:
                 if (c == '[' || c == '{') {
@@ -59,25 +64,49 @@ int maxDepth(std::streambuf* in) {
     return deepest;
 }
 
+// Reads a regular file whole. POSIX calls rather than a file stream: the
+// stream's buffer throws on a read error (a directory in place of the file
+// gives EISDIR), and the library has no exception support. Non-blocking
+// open, so that a FIFO in place of the file is refused instead of waited on.
+bool readWhole(const std::string& path, std::string* text) {
+    text->clear();
+    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (fd < 0) return false;
+    struct stat st;
+    bool ok = fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+    char chunk[16384];
+    while (ok) {
+        ssize_t n = read(fd, chunk, sizeof(chunk));
+        if (n > 0) {
+            text->append(chunk, static_cast<size_t>(n));
+        } else if (n == 0) {
+            break;
+        } else if (errno != EINTR) {
+            ok = false;
+        }
+    }
+    close(fd);
+    if (!ok) text->clear();
+    return ok;
+}
+
 }  // namespace
 
 bool parseFile(const std::string& path, Json::Value* root, std::string* errs) {
     *root = Json::Value();
     errs->clear();
-    std::ifstream stream(resolveConfigPath(path), std::ios::in | std::ios::binary);
-    if (stream.is_open()) {
-        if (maxDepth(stream.rdbuf()) > kMaxDepth) {
-            *errs = "nesting deeper than " + std::to_string(kMaxDepth) + " levels";
-            stream.close();
-            return false;
-        }
-        stream.clear();
-        stream.seekg(0);
+    // A file that cannot be read parses as empty text and fails like a
+    // missing one.
+    std::string text;
+    readWhole(resolveConfigPath(path), &text);
+    if (maxDepth(text) > kMaxDepth) {
+        *errs = "nesting deeper than " + std::to_string(kMaxDepth) + " levels";
+        return false;
     }
     Json::CharReaderBuilder builder;
+    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     Json::Value parsed;
-    bool ok = Json::parseFromStream(builder, stream, &parsed, errs);
-    stream.close();
+    bool ok = reader->parse(text.data(), text.data() + text.size(), &parsed, errs);
     // A failed parse can leave half a document behind; none of it is used.
     if (ok) root->swap(parsed);
     return ok;

@@ -17,8 +17,9 @@ namespace json {
 // limit throws). Real parameter files nest three levels.
 constexpr int kMaxDepth = 256;
 
-// Opens `path` (through the configuration root) in binary mode and parses it
-// with a default Json::CharReaderBuilder. On failure `root` is left null, never
+// Reads the regular file at `path` (through the configuration root) and parses
+// it with a default Json::CharReaderBuilder; anything but a readable regular
+// file (a directory, a FIFO) counts as missing. On failure `root` is left null, never
 // holding what a broken parse produced, and `errs` says why; a missing file is
 // a failure like any other.
 bool parseFile(const std::string& path, Json::Value* root, std::string* errs);

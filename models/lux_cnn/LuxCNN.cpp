@@ -153,8 +153,10 @@ float LuxCNN::real_model_predict(float (*in)[kPatch][kInChannels], int band, int
 }
 
 float* LuxCNN::model_predict(int (*pixels)[kPatch][4], int lcm, int mode) {
-    // Per-colour sums over the flat patch, one pixel (four ints) per step.
-    int sum[3] = {0, 0, 0};
+    // Per-colour sums over the flat patch, one pixel (four ints) per step;
+    // wide, because pixels come from the caller unchecked and any int must add
+    // up without overflow.
+    long long sum[3] = {0, 0, 0};
     const int* px = &pixels[0][0][0];
     for (int i = 0; i < kPatch * kPatch * 4; i += 4) {
         sum[0] += px[i];
