@@ -4,7 +4,7 @@ Loads every weight set of the data files into the PyTorch networks of
 tools/train/nets.py, runs them in float64 on deterministic inputs and writes
 tests/tools/model_parity_golden.safetensors, which tests/tools/ModelParityTest.cpp
 checks the library against (1e-5 relative). Inputs are not stored: the test
-rebuilds them with the same generator (xorshift32, below). Regenerate after
+rebuilds them with the same generator (xorshift32 of the numpy reference). Regenerate after
 replacing a data file:
 
     /usr/bin/python3 -m tools.train.parity
@@ -23,22 +23,11 @@ import numpy as np
 import torch
 
 from tools.modeldata import safetensors_io
+# The same xorshift32 stream as the numpy reference and the C++ test.
+from tools.reference.lux_cnn_ref import XorShift
 from . import data, layout, nets, train
 
 OUT = os.path.join(train.ROOT, "tests", "tools", "model_parity_golden.safetensors")
-
-
-class XorShift:
-    def __init__(self, seed):
-        self.s = seed & 0xFFFFFFFF
-
-    def next(self):
-        s = self.s
-        s ^= (s << 13) & 0xFFFFFFFF
-        s ^= s >> 17
-        s ^= (s << 5) & 0xFFFFFFFF
-        self.s = s
-        return s
 
 
 def pixels(kind, seed, rows, cols):
