@@ -4,7 +4,7 @@ BUILD ?= build
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
-.PHONY: all deps configure build test demo bench tsan asan fuzz memcheck clean
+.PHONY: all deps configure build test demo bench tsan asan fuzz memcheck test-aarch64 clean
 
 all: build
 
@@ -76,6 +76,23 @@ fuzz:
 	done; \
 	[ -z "$$failed" ] || { echo "fuzz: crashes in:$$failed (inputs under $(FUZZ_BUILD)/artifacts)"; exit 1; }
 
+# AArch64: the library and the whole suite cross-built with Debian's
+# g++-aarch64-linux-gnu against the arm64 multiarch packages, every program run
+# under qemu-aarch64 (the NEON kernels in use). libbacktrace, under libutils,
+# needs p7zip's 7z.so from a directory that is not multiarch: its arm64 build
+# is unpacked into the build tree instead of installed.
+AARCH64_BUILD = build-aarch64
+AARCH64_LIBS = $(CURDIR)/$(AARCH64_BUILD)/p7zip/usr/lib/p7zip
+test-aarch64:
+	@sh tools/install-deps.sh aarch64
+	@test -f $(AARCH64_LIBS)/7z.so || { mkdir -p $(AARCH64_BUILD) && cd $(AARCH64_BUILD) && \
+		apt-get download -qq -o APT::Sandbox::User=root p7zip-full:arm64 && \
+		dpkg-deb -x p7zip-full_*_arm64.deb p7zip && rm -f p7zip-full_*_arm64.deb; }
+	@cmake -S . -B $(AARCH64_BUILD) -DCMAKE_TOOLCHAIN_FILE=cmake/aarch64-linux-gnu.cmake -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+		-DSC_BUILD_BENCH=OFF -DSC_AARCH64_EXTRA_LIBS=$(AARCH64_LIBS) >/dev/null
+	@cmake --build $(AARCH64_BUILD) -j $(JOBS)
+	@cd $(AARCH64_BUILD) && ctest --output-on-failure -j $(JOBS) --timeout 1200
+
 # valgrind memcheck over the test programs named in MEMCHECK_TESTS (all
 # but the slow model suites by default) and over the demo.
 MEMCHECK_TESTS ?= param_tests split_string_tests factory_client_tests host_binder_tests fusion_tests fault_injection_tests
@@ -94,4 +111,4 @@ memcheck: build
 	@echo "memcheck: no errors, no definite leaks"
 
 clean:
-	rm -rf build build-tsan build-asan build-fuzz
+	rm -rf build build-tsan build-asan build-fuzz build-aarch64

@@ -1,9 +1,10 @@
 #!/bin/sh
 # Checks the dynamic symbol table of the shared library: every name listed in
 # tests/exports/*.txt must be exported (one demangled name per line, "#"
-# comments), and no internal helper may leak out.
+# comments), and no internal helper may leak out. NM names the nm to use
+# (a cross build's own).
 lib="$1"; dir="$2"
-syms=$(nm -DC --defined-only "$lib" | cut -c20-)
+syms=$(${NM:-nm} -DC --defined-only "$lib" | cut -c20-)
 status=0
 for f in "$dir"/*.txt; do
     while IFS= read -r name; do

@@ -9,8 +9,17 @@ android-liblog-dev android-libutils-dev android-libbase-dev python3-numpy"
 # `make bench` (install-deps.sh bench) installs them. Other arguments are
 # package names (the fuzzing and memcheck targets add theirs).
 BENCH_PACKAGES="libdnnl-dev libxnnpack-dev libpthreadpool-dev"
+# `make test-aarch64` (install-deps.sh aarch64): the cross compiler, qemu-user
+# and the arm64 builds of the libraries the suite links.
+AARCH64_PACKAGES="g++-aarch64-linux-gnu qemu-user libgtest-dev:arm64 libgmock-dev:arm64 libjsoncpp-dev:arm64 \
+libpng-dev:arm64 android-liblog-dev:arm64 android-libutils-dev:arm64 android-libbase-dev:arm64"
+foreign=""
 for arg in "$@"; do
-    if [ "$arg" = "bench" ]; then PACKAGES="$PACKAGES $BENCH_PACKAGES"; else PACKAGES="$PACKAGES $arg"; fi
+    case "$arg" in
+        bench) PACKAGES="$PACKAGES $BENCH_PACKAGES" ;;
+        aarch64) PACKAGES="$PACKAGES $AARCH64_PACKAGES"; foreign=arm64 ;;
+        *) PACKAGES="$PACKAGES $arg" ;;
+    esac
 done
 missing=""
 for p in $PACKAGES; do
@@ -21,5 +30,8 @@ echo "installing:$missing"
 SUDO=""
 [ "$(id -u)" -ne 0 ] && SUDO=sudo
 export DEBIAN_FRONTEND=noninteractive
+if [ -n "$foreign" ] && ! dpkg --print-foreign-architectures | grep -qx "$foreign"; then
+    $SUDO dpkg --add-architecture "$foreign"
+fi
 $SUDO apt-get update -qq -o DPkg::Lock::Timeout=600
 $SUDO apt-get install -y -qq -o DPkg::Lock::Timeout=600 --no-install-recommends $missing

@@ -60,7 +60,10 @@ int runFit(const FitOptions& o) {
 
     // The calibration fits the responses relative to their largest value.
     double x[kPoints], y[kPoints], z[kPoints], zmax = 0.0;
-    for (int i = 0; i < kPoints; ++i) zmax = std::fmax(zmax, loc[2][i]);
+    // A plain comparison (NaN never wins) rather than an fmax reduction,
+    // which GCC 12's AArch64 vectoriser fails on.
+    for (int i = 0; i < kPoints; ++i)
+        if (loc[2][i] > zmax) zmax = loc[2][i];
     for (int i = 0; i < kPoints; ++i) {
         x[i] = loc[0][i];
         y[i] = loc[1][i];
