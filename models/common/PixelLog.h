@@ -10,7 +10,10 @@ constexpr int kEntryMax = 48;         // "[29][29] = " plus three ints of 11
 constexpr int kRowChars = kSide * kEntryMax + 1;
 
 inline char* appendInt(char* p, int v) {
-    unsigned u = v < 0 ? 0u - static_cast<unsigned>(v) : static_cast<unsigned>(v);
+    // Negated without a wrap-around (INT_MIN included): integer sanitizers
+    // flag unsigned wrap-around even where it is defined.
+    const unsigned bits = static_cast<unsigned>(v);
+    unsigned u = v < 0 ? ~bits + 1u : bits;
     if (v < 0) *p++ = '-';
     // Colour components and indices have at most three digits.
     if (u < 10) {
