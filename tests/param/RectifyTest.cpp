@@ -6,7 +6,6 @@
 #include <sstream>
 
 #include "param/Rectify.h"
-#include "tests/param/AllocationCount.h"
 #include "tests/param/ParamFixture.h"
 
 namespace paramtest {
@@ -309,27 +308,6 @@ TEST_F(WeightedForm, BitIdenticalToTermByTermOverRandomCaptures) {
         double got[4] = {d.deltaR, d.deltaG, d.deltaB, d.deltaC};
         for (int k = 0; k < 4; ++k) ASSERT_EQ(bits(got[k]), bits(ref[k])) << "round " << round << " output " << k;
     }
-}
-
-// The per-sample path allocates nothing once its grid is known (logs silenced).
-TEST_F(StoreTest, WeightedFormAllocatesNothing) {
-    sctest::ScopedConfigRoot sample(sctest::sourceDir() + "/examples/SensorConfig");
-    store().underDisplayParamParaseAllMode();
-    icScopeWidth = 43;
-    icScopeHeight = 112;
-    brightness = 2400;
-    android::Vector<int> pixels;
-    for (int i = 0; i < 43 * 112 * 3; ++i) pixels.push_back(i % 251);
-    logs.reset();
-    __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
-    Store::ChannelsDelta d{};
-    const long before = allocationCount();
-    for (int i = 0; i < 20; ++i) {
-        displayDcState = i % 2;
-        store().calcRecitifyParamDeltaByBrRGBWeight(pixels, 0, 0, &d);
-    }
-    EXPECT_EQ(allocationCount() - before, 0);
-    EXPECT_GT(d.deltaR, 0.0);
 }
 
 }  // namespace
