@@ -201,62 +201,39 @@ bool validJson(const std::string& name) {
     return name == "null" || name == "array" || name == "empty_object" || name == "deep_but_allowed";
 }
 
-TEST_F(StoreTest, BrokenFilesFallBack) {
-    const std::string mode = "underlight_param00000.json";
-    struct Kind {
-        std::string file, valid;
-        bool data;  // under /data/SensorConfig
-        std::function<void(const std::string& broken)> check;
-    };
-    const Kind kinds[] = {
-            {mode, compact(modeDocument("param00000")), false,
-             [&](const std::string& name) {
-                 store().underDisplayParamParseOneMode("param00000");
-                 EXPECT_TRUE(store().mParamModes.empty()) << name;
-             }},
-            // A broken network copy falls back to the system file; valid JSON
-            // without a version matches the empty local version and is used.
-            {mode, compact(modeDocument("param00000")), true,
-             [&](const std::string& name) {
-                 writeMode("param00000");
-                 store().underDisplayParamParseOneMode("param00000");
-                 EXPECT_EQ(store().mParamModes.size(), validJson(name) ? 0u : 1u) << name;
-             }},
-            {"underlight_paramlocation.json", R"({"paramlocation": {"supportAcl3": 1, "sensordisplaylocation": [1, 2, 3, 4]}})",
-             false,
-             [&](const std::string& name) {
-                 store().mSupportAcl3 = true;
-                 store().mRect.coords[3] = 4;
-                 store().parseLightLocation("NULL");
-                 EXPECT_TRUE(store().mSupportAcl3) << name;
-                 EXPECT_EQ(store().mRect.coords[3], 4) << name;
-                 // Unparsable: the failure line alone; valid without the object: the two summaries.
-                 const Lines texts = logs->texts();
-                 ASSERT_EQ(texts.size(), validJson(name) ? 2u : 1u) << name;
-                 if (!validJson(name)) {
-                     EXPECT_EQ(texts[0].rfind("UL: parseLightLocation failed: ", 0), 0u) << texts[0];
-                 }
-                 if (name.rfind("deep", 0) == 0 && !validJson(name)) {
-                     EXPECT_EQ(texts[0], "UL: parseLightLocation failed: nesting deeper than 256 levels");
-                 }
-             }},
-            {"underlight_param00000_weights.json", R"({"param00000": [[1, 2], [3, 4]]})", false,
-             [&](const std::string& name) {
-                 store().parseOneModeDeltaWeight("param00000");
-                 EXPECT_TRUE(store().mDeltaWeights.empty()) << name;
-             }},
-            {"NetworkConfig.json", R"({"localNetworkVersion": "v1"})", false,
-             [&](const std::string& name) { EXPECT_EQ(store().mLocalNetworkVersion, "") << name; }},
-    };
-    for (const Kind& kind : kinds)
-        for (const auto& broken : brokenFiles(kind.valid)) {
-            const std::string path = (kind.data ? "data/SensorConfig/" : "system/etc/SensorConfig/") + kind.file;
-            if (broken.first != "missing") dir.write(path, broken.second);
-            rebuildStore();
-            logs->clear();
-            kind.check(broken.first);
-            std::remove((dir.path() + "/" + path).c_str());
+// "missing" comes first in brokenFiles: no file has been written yet.
+TEST_F(StoreTest, BrokenLocationFileKeepsEveryValue) {
+    for (const auto& broken : brokenFiles(R"({"paramlocation": {"supportAcl3": 1, "sensordisplaylocation": [1, 2, 3, 4]}})")) {
+        const std::string& name = broken.first;
+        if (name != "missing") writeSystem("underlight_paramlocation.json", broken.second);
+        rebuildStore();
+        logs->clear();
+        store().mSupportAcl3 = true;
+        store().mRect.coords[3] = 4;
+        store().parseLightLocation("NULL");
+        EXPECT_TRUE(store().mSupportAcl3) << name;
+        EXPECT_EQ(store().mRect.coords[3], 4) << name;
+        // Unparsable: the failure line alone; valid without the object: the two summaries.
+        const Lines texts = logs->texts();
+        ASSERT_EQ(texts.size(), validJson(name) ? 2u : 1u) << name;
+        if (!validJson(name)) {
+            EXPECT_EQ(texts[0].rfind("UL: parseLightLocation failed: ", 0), 0u) << texts[0];
         }
+        if (name.rfind("deep", 0) == 0 && !validJson(name)) {
+            EXPECT_EQ(texts[0], "UL: parseLightLocation failed: nesting deeper than 256 levels");
+        }
+    }
+}
+
+TEST_F(StoreTest, BrokenNetworkCopyFallsBackToTheSystemFile) {
+    writeMode("param00000");
+    for (const auto& broken : brokenFiles(compact(modeDocument("param00000")))) {
+        if (broken.first != "missing") writeData("underlight_param00000.json", broken.second);
+        rebuildStore();
+        store().underDisplayParamParseOneMode("param00000");
+        // Valid JSON without a version matches the empty local version and is used.
+        EXPECT_EQ(store().mParamModes.size(), validJson(broken.first) ? 0u : 1u) << broken.first;
+    }
 }
 
 TEST_F(StoreTest, BracketsInCommentsAndStringsAreNotNesting) {

@@ -6,38 +6,6 @@
 namespace paramtest {
 namespace {
 
-struct FieldCase {
-    const char* name;
-    const char* key;
-    const char* value;
-    std::array<int, 7> expected;
-};
-
-class GoldenAndSections : public StoreTest, public ::testing::WithParamInterface<FieldCase> {};
-
-// Values the file does not set stay as allocated: zero. Scalars and wrong
-// types are read in BadInputTest.
-TEST_P(GoldenAndSections, ReadByTheirShape) {
-    const FieldCase& c = GetParam();
-    Json::Value doc = modeDocument("param00000");
-    doc["param00000"][c.key] = parse(c.value);
-    writeSystem("underlight_param00000.json", compact(doc));
-    store().underDisplayParamParseOneMode("param00000");
-    const Info& info = *store().mParamModes.at("param00000");
-    const bool golden = std::string(c.key) == "param_golden_value";
-    const int* got = golden ? info.goldenValue : info.paramSection;
-    for (int i = 0; i < (golden ? 7 : 6); ++i) EXPECT_EQ(got[i], c.expected[i]) << i;
-}
-
-INSTANTIATE_TEST_SUITE_P(
-        Cases, GoldenAndSections,
-        ::testing::Values(FieldCase{"three", "param_golden_value", "[100, 110, 120]", {100, 100, 100, 100, 100, 100, 100}},
-                          FieldCase{"empty_array", "param_golden_value", "[]", {}},
-                          FieldCase{"sections_three", "param_section", "[10, 50, 100]", {10, 50, 100, 0, 0, 0}},
-                          FieldCase{"sections_eight", "param_section", "[1, 2, 3, 4, 5, 6, 7, 8]", {1, 2, 3, 4, 5, 6}},
-                          FieldCase{"sections_number", "param_section", "40", {}}),
-        [](const auto& info) { return std::string(info.param.name); });
-
 // Only the row count and row 0 are measured; `edit` changes a valid file.
 struct ShapeCase {
     std::function<void(Json::Value& mode)> edit;
@@ -77,6 +45,19 @@ std::vector<ShapeCase> shapeCases() {
                                                  for (int s = 0; s < 7; ++s)
                                                      ASSERT_EQ(table(i, k)[t][s], coefficient(k, t, s)) << k << t << s;
                                      }}};
+    // Golden values: seven read as they are, any other length gives the first
+    // to every section. Sections beyond the array read as 0, as allocated.
+    auto ints = [&](const char* key, const char* json, std::vector<int> want) {
+        cases.push_back({[=](Json::Value& m) { m[key] = parse(json); }, true, [=](const Info& i) {
+                             const int* got = std::string(key) == "param_section" ? i.paramSection : i.goldenValue;
+                             for (size_t s = 0; s < want.size(); ++s) EXPECT_EQ(got[s], want[s]) << key << json << s;
+                         }});
+    };
+    ints("param_golden_value", "[100, 110, 120]", {100, 100, 100, 100, 100, 100, 100});
+    ints("param_golden_value", "[]", {0, 0, 0, 0, 0, 0, 0});
+    ints("param_section", "[10, 50, 100]", {10, 50, 100, 0, 0, 0});
+    ints("param_section", "[1, 2, 3, 4, 5, 6, 7, 8]", {1, 2, 3, 4, 5, 6});
+    ints("param_section", "40", {0, 0, 0, 0, 0, 0});
     const char* keys[] = {"red", "green", "blue", "ir"};
     for (int k = 0; k < 4; ++k) {
         const std::string key = keys[k];
