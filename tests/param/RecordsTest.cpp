@@ -6,7 +6,8 @@
 namespace paramtest {
 namespace {
 
-// Only the row count and row 0 are measured; `edit` changes a valid file.
+// `edit` changes a valid file: does the mode stay, and what is read. Of the
+// tables only the row count and row 0 are measured.
 struct ShapeCase {
     std::function<void(Json::Value& mode)> edit;
     bool stored;

@@ -116,7 +116,7 @@ public:
     sctest::TempDir dir;
 };
 
-// ---- Failures: exit status and the line that names the problem -------------
+// ---- Findings and failures: exit status and the line that names the problem
 
 struct Failure {
     const char* name;
