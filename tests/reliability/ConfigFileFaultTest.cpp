@@ -115,6 +115,22 @@ TEST_F(ConfigFileFaults, DamagedLocationKeepsEveryValueOrReadsIt) {
     });
 }
 
+// What a failed parse built is never used, and only a flipped byte inside
+// the version string survives the parse.
+TEST_F(ConfigFileFaults, DamagedNetworkConfigGivesTheVersionOrNone) {
+    const std::string valid = "{\"localNetworkVersion\": \"2026.11.1\"}";
+    eachDamaged(kNetworkConfig, valid, 1, [&](bool cut, size_t at) {
+        rebuildStore();
+        const std::string& v = store().mLocalNetworkVersion;
+        if (cut) {
+            ASSERT_EQ(v, at == valid.size() ? "2026.11.1" : "") << "truncated at " << at;
+        } else if (!v.empty()) {
+            ASSERT_EQ(v.size(), 9u) << at;
+            ASSERT_TRUE(at >= 25 && at < 34) << at;
+        }
+    });
+}
+
 TEST_F(ConfigFileFaults, DamagedModeFileIsAllOrNothing) {
     const std::string valid = compact(modeDocument("param00000"));
     eachDamaged(kMode, valid, 13, [&](bool cut, size_t at) {
