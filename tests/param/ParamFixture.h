@@ -42,6 +42,12 @@ inline Json::Value parse(const std::string& text) {
 // A coefficient that tells its table k, term t and section s apart.
 inline double coefficient(int k, int t, int s) { return (k + 1) * 1000.0 + t + s / 10.0; }
 
+// Table k of red, green, blue, ir.
+inline const double (*table(const Info& info, int k))[7] {
+    const double(*tables[])[7] = {info.red, info.green, info.blue, info.ir};
+    return tables[k];
+}
+
 inline Json::Value modeDocument(const std::string& mode) {
     Json::Value m(Json::objectValue);
     for (int s = 0; s < 7; ++s) m["param_golden_value"].append(100 + s);

@@ -6,7 +6,6 @@
 #include <sstream>
 
 #include "param/Rectify.h"
-#include "tests/param/AllocationCount.h"
 #include "tests/param/ParamFixture.h"
 
 namespace paramtest {
@@ -140,7 +139,10 @@ TEST_F(StoreTest, NegativeAndNaNSumsClampToPositiveZero) {
 
 // ---- Same bits as the term-by-term evaluation --------------------------------
 
-void randomInfo(std::mt19937_64& rng, Info* info) {
+// Coefficients scaled to each term's size. With `only` set, that term alone
+// and positive, so that a last-bit difference in its powers is lost neither
+// in the sum nor in the clamp.
+void randomInfo(std::mt19937_64& rng, Info* info, int only = -1) {
     std::uniform_real_distribution<double> coef(-1.0, 1.0);
     std::uniform_int_distribution<int> bound(0, 14063);
     for (int s = 0; s < 6; ++s) info->paramSection[s] = bound(rng);
@@ -151,7 +153,8 @@ void randomInfo(std::mt19937_64& rng, Info* info) {
             double scale = std::pow(10.0, -2.0 * (rectify::sRecitifyExponent[t][0] + rectify::sRecitifyExponent[t][1] +
                                                   rectify::sRecitifyExponent[t][2]) -
                                                   3.0 * rectify::sRecitifyExponent[t][3]);
-            for (int s = 0; s < 7; ++s) table[t][s] = coef(rng) * scale;
+            for (int s = 0; s < 7; ++s)
+                table[t][s] = only < 0 ? coef(rng) * scale : t == only ? std::fabs(coef(rng)) : 0.0;
         }
 }
 
@@ -175,7 +178,7 @@ TEST_F(StoreTest, EvaluationIsBitIdenticalToTermByTerm) {
     std::mt19937_64 rng(7);
     std::unique_ptr<Info> info(new Info{});
     for (int round = 0; round < 200; ++round) {
-        randomInfo(rng, info.get());
+        randomInfo(rng, info.get(), round % 4 == 0 ? static_cast<int>(rng() % 56) : -1);
         for (int n = 0; n < 100; ++n) {
             Pixels px{randomChannel(rng), randomChannel(rng), randomChannel(rng)};
             if (px.r == 0 && px.g == 0 && px.b == 0) px.g = 1;
@@ -289,7 +292,7 @@ TEST_F(WeightedForm, BitIdenticalToTermByTermOverRandomCaptures) {
     for (int round = 0; round < 40; ++round) {
         rebuildStore();
         std::unique_ptr<Info> info(new Info{});
-        randomInfo(rng, info.get());
+        randomInfo(rng, info.get(), round % 4 == 0 ? static_cast<int>(rng() % 56) : -1);
         const int rows = 1 + rng() % 12, cols = 1 + rng() % 12;
         std::vector<std::vector<float>> grid(rows, std::vector<float>(cols));
         for (auto& row : grid)
@@ -309,27 +312,6 @@ TEST_F(WeightedForm, BitIdenticalToTermByTermOverRandomCaptures) {
         double got[4] = {d.deltaR, d.deltaG, d.deltaB, d.deltaC};
         for (int k = 0; k < 4; ++k) ASSERT_EQ(bits(got[k]), bits(ref[k])) << "round " << round << " output " << k;
     }
-}
-
-// The per-sample path allocates nothing once its grid is known (logs silenced).
-TEST_F(StoreTest, WeightedFormAllocatesNothing) {
-    sctest::ScopedConfigRoot sample(sctest::sourceDir() + "/examples/SensorConfig");
-    store().underDisplayParamParaseAllMode();
-    icScopeWidth = 43;
-    icScopeHeight = 112;
-    brightness = 2400;
-    android::Vector<int> pixels;
-    for (int i = 0; i < 43 * 112 * 3; ++i) pixels.push_back(i % 251);
-    logs.reset();
-    __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
-    Store::ChannelsDelta d{};
-    const long before = allocationCount();
-    for (int i = 0; i < 20; ++i) {
-        displayDcState = i % 2;
-        store().calcRecitifyParamDeltaByBrRGBWeight(pixels, 0, 0, &d);
-    }
-    EXPECT_EQ(allocationCount() - before, 0);
-    EXPECT_GT(d.deltaR, 0.0);
 }
 
 }  // namespace

@@ -25,17 +25,27 @@ const std::string kValidLocation =
         "  \"supportWeightDelta\": 1, \"notmSupportDcFeature\": 0}}\n";
 constexpr int kSentinel = -7;
 
-void writeFile(const std::string& path, const std::string& text) {
-    if (FILE* f = std::fopen(path.c_str(), "wb")) {
-        std::fwrite(text.data(), 1, text.size(), f);
-        std::fclose(f);
-    }
-}
-
 class ConfigFileFaults : public StoreTest {
 protected:
     std::string systemPath(const std::string& name) const { return dir.path() + "/system/etc/SensorConfig/" + name; }
     std::string dataPath(const std::string& name) const { return dir.path() + "/data/SensorConfig/" + name; }
+
+    // Writes every `step`-th cut of `valid` (every cut in the last 64 bytes,
+    // where the closing brackets are), then every `step`-th single byte
+    // flipped, to the system file `name`; `check(cut, at)` sees each.
+    template <typename Check>
+    void eachDamaged(const std::string& name, const std::string& valid, size_t step, Check check) {
+        for (size_t n = 0; n <= valid.size(); n += (n + 64 >= valid.size() ? 1 : step)) {
+            writeSystem(name, valid.substr(0, n));
+            check(true, n);
+        }
+        for (size_t i = 0; i < valid.size(); i += step) {
+            std::string text = valid;
+            text[i] = static_cast<char>(text[i] ^ 0xff);
+            writeSystem(name, text);
+            check(false, i);
+        }
+    }
 
     // Parses the location file into a store whose rectangle holds sentinels.
     Store::UnderLightRect parseLocation() {
@@ -88,113 +98,70 @@ TEST_F(ConfigFileFaults, FifoInPlaceOfAFileIsRefusedWithoutWaiting) {
 
 // ---- Truncated and corrupted copies of a valid file ------------------------
 
-TEST_F(ConfigFileFaults, LocationTruncatedAtEveryByteKeepsEveryValueUnlessComplete) {
+TEST_F(ConfigFileFaults, DamagedLocationKeepsEveryValueOrReadsIt) {
     const size_t complete = kValidLocation.rfind('}') + 1;
-    for (size_t n = 0; n <= kValidLocation.size(); ++n) {
-        writeSystem(kLocation, kValidLocation.substr(0, n));
+    const int32_t expected[4] = {520, 96, 43, 112};
+    eachDamaged(kLocation, kValidLocation, 1, [&](bool cut, size_t at) {
         const Store::UnderLightRect rect = parseLocation();
-        if (n >= complete) {
-            EXPECT_EQ(rect.coords[2], 43) << n;
-        } else {
-            for (int32_t c : rect.coords) ASSERT_EQ(c, kSentinel) << "truncated at " << n;
-        }
-    }
-}
-
-TEST_F(ConfigFileFaults, LocationWithAnyByteFlippedReadsTheValueOrNothing) {
-    for (size_t i = 0; i < kValidLocation.size(); ++i) {
-        std::string text = kValidLocation;
-        text[i] = static_cast<char>(text[i] ^ 0xff);
-        writeSystem(kLocation, text);
-        const Store::UnderLightRect rect = parseLocation();
-        const int32_t expected[4] = {520, 96, 43, 112};
         for (int k = 0; k < 4; ++k) {
             // Unparsable: untouched; a renamed key: absent (0); otherwise the value.
             const int32_t c = rect.coords[k];
-            ASSERT_TRUE(c == kSentinel || c == 0 || c == expected[k]) << "byte " << i << ": " << c;
+            if (cut) {
+                ASSERT_EQ(c, at >= complete ? expected[k] : kSentinel) << "truncated at " << at;
+            } else {
+                ASSERT_TRUE(c == kSentinel || c == 0 || c == expected[k]) << "byte " << at << ": " << c;
+            }
         }
-    }
+    });
 }
 
-TEST_F(ConfigFileFaults, NetworkConfigTruncatedOrFlippedGivesTheVersionOrNone) {
+// What a failed parse built is never used, and only a flipped byte inside
+// the version string survives the parse.
+TEST_F(ConfigFileFaults, DamagedNetworkConfigGivesTheVersionOrNone) {
     const std::string valid = "{\"localNetworkVersion\": \"2026.11.1\"}";
-    for (size_t n = 0; n < valid.size(); ++n) {
-        writeSystem(kNetworkConfig, valid.substr(0, n));
-        rebuildStore();
-        ASSERT_EQ(store().mLocalNetworkVersion, "") << "truncated at " << n;
-    }
-    for (size_t i = 0; i < valid.size(); ++i) {
-        std::string text = valid;
-        text[i] = static_cast<char>(text[i] ^ 0xff);
-        writeSystem(kNetworkConfig, text);
+    eachDamaged(kNetworkConfig, valid, 1, [&](bool cut, size_t at) {
         rebuildStore();
         const std::string& v = store().mLocalNetworkVersion;
-        // Only a flipped byte inside the value's string survives the parse.
-        if (!v.empty()) {
-            ASSERT_EQ(v.size(), 9u) << i;
-            ASSERT_TRUE(i >= 25 && i < 34) << i;
+        if (cut) {
+            ASSERT_EQ(v, at == valid.size() ? "2026.11.1" : "") << "truncated at " << at;
+        } else if (!v.empty()) {
+            ASSERT_EQ(v.size(), 9u) << at;
+            ASSERT_TRUE(at >= 25 && at < 34) << at;
         }
-    }
+    });
 }
 
-TEST_F(ConfigFileFaults, ModeFileTruncatedOrFlippedIsAllOrNothing) {
+TEST_F(ConfigFileFaults, DamagedModeFileIsAllOrNothing) {
     const std::string valid = compact(modeDocument("param00000"));
-    const std::string complete = valid.substr(0, valid.rfind('}') + 1);
-    // Every 13th cut, and every cut in the last stretch where the closing
-    // brackets are.
-    for (size_t n = 0; n < complete.size(); n += (n + 64 >= complete.size() ? 1 : 13)) {
-        writeSystem(kMode, valid.substr(0, n));
+    eachDamaged(kMode, valid, 13, [&](bool cut, size_t at) {
         rebuildStore();
         store().underDisplayParamParseOneMode("param00000");
-        ASSERT_TRUE(store().mParamModes.empty()) << "truncated at " << n;
-    }
-    for (size_t i = 0; i < valid.size(); i += 11) {
-        std::string text = valid;
-        text[i] = static_cast<char>(text[i] ^ 0xff);
-        writeSystem(kMode, text);
-        rebuildStore();
-        store().underDisplayParamParseOneMode("param00000");
-        if (store().mParamModes.empty()) continue;
-        // Loaded: the flip sat inside a key that is not read, so every read
-        // value is intact.
-        const Info& info = *store().mParamModes.at("param00000");
-        ASSERT_EQ(info.red[0][0], coefficient(0, 0, 0)) << i;
-        ASSERT_EQ(info.ir[55][6], coefficient(3, 55, 6)) << i;
-    }
+        if (cut) {
+            ASSERT_EQ(store().mParamModes.size(), at == valid.size() ? 1u : 0u) << "truncated at " << at;
+        } else if (!store().mParamModes.empty()) {
+            // Loaded: the flip sat inside a key that is not read, so every
+            // read value is intact.
+            const Info& info = *store().mParamModes.at("param00000");
+            ASSERT_EQ(info.red[0][0], coefficient(0, 0, 0)) << at;
+            ASSERT_EQ(info.ir[55][6], coefficient(3, 55, 6)) << at;
+        }
+    });
 }
 
 // ---- A network copy replaced between its version check and its read --------
 
-// Runs `action` when the store announces a network copy as valid, that is
+// Runs sOnValid when the store announces a network copy as valid, that is
 // after the version check and before the copy is read.
-class SwapAfterCheck {
-public:
-    explicit SwapAfterCheck(std::function<void()> action) {
-        sAction = std::move(action);
-        __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
-        __android_log_set_logger(&SwapAfterCheck::logger);
+std::function<void()> sOnValid;
+int sFired = 0;
+void onValidLogger(const __android_logger_data*, const char* message) {
+    static const std::string kValid = " is valid.";
+    const std::string text = message ? message : "";
+    if (text.size() > kValid.size() && text.compare(text.size() - kValid.size(), kValid.size(), kValid) == 0) {
+        ++sFired;
+        sOnValid();
     }
-    ~SwapAfterCheck() {
-        __android_log_set_logger(&SwapAfterCheck::quiet);
-        sAction = nullptr;
-    }
-    static int fired;
-
-private:
-    static void logger(const __android_logger_data*, const char* message) {
-        const std::string text = message ? message : "";
-        static const std::string kValid = " is valid.";
-        if (sAction && text.size() > kValid.size() &&
-            text.compare(text.size() - kValid.size(), kValid.size(), kValid) == 0) {
-            ++fired;
-            sAction();
-        }
-    }
-    static void quiet(const __android_logger_data*, const char*) {}
-    static std::function<void()> sAction;
-};
-int SwapAfterCheck::fired = 0;
-std::function<void()> SwapAfterCheck::sAction;
+}
 
 TEST_F(ConfigFileFaults, NetworkCopyReplacedAfterItsVersionCheck) {
     writeMode("param00000");
@@ -204,37 +171,36 @@ TEST_F(ConfigFileFaults, NetworkCopyReplacedAfterItsVersionCheck) {
     Json::Value other = copy;
     other["param00000"]["red"][0][0] = 42.0;
 
+    const std::string path = dataPath(kMode);
     struct Case {
         const char* name;
-        std::function<void(const std::string&)> swap;
+        std::function<void()> swap;
         bool loaded;
         double red00;
     };
     const Case cases[] = {
-            {"removed", [](const std::string& p) { std::remove(p.c_str()); }, false, 0},
-            {"directory", [](const std::string& p) { std::remove(p.c_str()); mkdir(p.c_str(), 0755); }, false, 0},
-            {"truncated", [&](const std::string& p) { writeFile(p, validCopy.substr(0, 100)); }, false, 0},
-            {"emptied", [](const std::string& p) { writeFile(p, ""); }, false, 0},
-            {"other_values", [&](const std::string& p) { writeFile(p, compact(other)); }, true, 42.0},
+            {"removed", [&] { std::remove(path.c_str()); }, false, 0},
+            {"directory", [&] { std::remove(path.c_str()); mkdir(path.c_str(), 0755); }, false, 0},
+            {"truncated", [&] { writeData(kMode, validCopy.substr(0, 100)); }, false, 0},
+            {"emptied", [&] { writeData(kMode, ""); }, false, 0},
+            {"other_values", [&] { writeData(kMode, compact(other)); }, true, 42.0},
     };
+    __android_log_set_logger(onValidLogger);  // the fixture's capture is not read here
     for (const Case& c : cases) {
-        const std::string path = dataPath(kMode);
         rmdir(path.c_str());
         writeData(kMode, validCopy);
         rebuildStore();
-        SwapAfterCheck::fired = 0;
-        {
-            SwapAfterCheck hook([&] { c.swap(path); });
-            store().underDisplayParamParseOneMode("param00000");
-        }
-        ASSERT_EQ(SwapAfterCheck::fired, 1) << c.name;
+        sFired = 0;
+        sOnValid = c.swap;
+        store().underDisplayParamParseOneMode("param00000");
+        ASSERT_EQ(sFired, 1) << c.name;
         // What is read is what is there at the read; nothing half-read stays.
         ASSERT_EQ(store().mParamModes.size(), c.loaded ? 1u : 0u) << c.name;
         if (c.loaded) {
             EXPECT_EQ(store().mParamModes.at("param00000")->red[0][0], c.red00) << c.name;
         }
     }
-    rmdir(dataPath(kMode).c_str());
+    rmdir(path.c_str());
 }
 
 }  // namespace
