@@ -236,6 +236,15 @@ TEST_F(StoreTest, BrokenNetworkCopyFallsBackToTheSystemFile) {
     }
 }
 
+TEST_F(StoreTest, BrokenWeightFileGivesNoGrid) {
+    for (const auto& broken : brokenFiles(R"({"param00000": [[1, 2], [3, 4]]})")) {
+        if (broken.first != "missing") writeSystem("underlight_param00000_weights.json", broken.second);
+        rebuildStore();
+        store().parseOneModeDeltaWeight("param00000");
+        EXPECT_TRUE(store().mDeltaWeights.empty()) << broken.first;
+    }
+}
+
 TEST_F(StoreTest, BracketsInCommentsAndStringsAreNotNesting) {
     Json::Value doc = modeDocument("param00000");
     doc["note"] = std::string(5000, '[') + "\"{";
