@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "models/light_regression/LightRegression.h"
+#include "tests/support/Tensors.h"
 
 using namespace light_regression;
 
@@ -69,13 +70,7 @@ std::vector<double> denseRef(const std::vector<float>& in, const std::vector<flo
 }
 
 void expectNear(const float* got, const std::vector<double>& want) {
-    size_t bad = 0;
-    for (size_t i = 0; i < want.size(); ++i) {
-        const double tol = std::max(1e-5, 1e-6 * std::fabs(want[i]));
-        if (!(std::fabs(got[i] - want[i]) <= tol) && bad++ < 5)
-            ADD_FAILURE() << "element " << i << ": " << got[i] << " vs " << want[i];
-    }
-    EXPECT_EQ(bad, 0u);
+    sctest::expectNear(got, want, want.size(), "element");
 }
 
 class Layers : public ::testing::TestWithParam<unsigned> {
@@ -90,18 +85,13 @@ protected:
                                              &m.mLayer10Kernel, &m.mLayer10Bias, &m.mLayer12Kernel, &m.mLayer12Bias};
         for (int s = 0; s < kWeightSlots; ++s) *slots[s] = weights[s].data();
     }
-    template <typename A>
-    static void fillNaN(A& a) {
-        float* p = reinterpret_cast<float*>(&a);
-        for (size_t i = 0; i < sizeof(A) / sizeof(float); ++i) p[i] = kNaN;
-    }
 
     // Runs `layer` on a seeded input `rows` x Cols x Ch in [lo, 1), its output
     // pre-filled with NaN; returns the input.
     template <int Cols, int Ch, typename Layer, typename Out>
     std::vector<float> run(int rows, float lo, Layer layer, Out& out) {
         auto in = randomVector(rng, size_t(rows) * Cols * Ch, lo, 1.0f);
-        fillNaN(out);
+        sctest::fillNaN(out);
         (model.get()->*layer)(reinterpret_cast<const float(*)[Cols][Ch]>(in.data()), out);
         return in;
     }
@@ -136,10 +126,10 @@ TEST_P(Layers, PoolingDropsOddEdges) {
 TEST_P(Layers, DenseBranchesAndJoin) {
     auto flat = randomVector(rng, kFlat, 0.0f, 2.0f);
     auto feats = randomVector(rng, kChannels, 0.0f, 2.0f);
-    fillNaN(model->mLayer9Out);
-    fillNaN(model->mLayer10Out);
-    fillNaN(model->mLayer11Out);
-    fillNaN(model->mOutput);
+    sctest::fillNaN(model->mLayer9Out);
+    sctest::fillNaN(model->mLayer10Out);
+    sctest::fillNaN(model->mLayer11Out);
+    sctest::fillNaN(model->mOutput);
     model->layer_9(flat.data(), model->mLayer9Out);
     expectNear(model->mLayer9Out, denseRef(flat, weights[kLayer9Kernel], weights[kLayer9Bias], kHidden));
     model->layer_10(feats.data(), model->mLayer10Out);
@@ -174,7 +164,7 @@ TEST_P(Layers, FusedPassEqualsTheLayersRunInOrder) {
     m.layer_9(m.mLayer7Out, m.mLayer9Out);
     m.layer_10(features.data(), m.mLayer10Out);
     m.layer_11(m.mLayer9Out, m.mLayer10Out, m.mLayer11Out);
-    fillNaN(m.mOutput);
+    sctest::fillNaN(m.mOutput);
     m.layer_12(m.mLayer11Out, m.mOutput);
     EXPECT_EQ(std::vector<float>(m.mOutput, m.mOutput + kChannels), fused);
 }

@@ -15,6 +15,7 @@
 
 #include "models/simd/Net32.h"
 #include "models/simd/Net32Reference.h"
+#include "tests/support/Tensors.h"
 
 namespace {
 
@@ -49,12 +50,7 @@ void expectMatches(const std::vector<float>& got, const std::vector<float>& want
         EXPECT_EQ(std::memcmp(got.data(), want.data(), got.size() * sizeof(float)), 0) << what;
         return;
     }
-    size_t bad = 0;
-    for (size_t i = 0; i < got.size(); ++i) {
-        const double tol = std::max(1e-5, 1e-6 * std::fabs(want[i]));
-        if (!(std::fabs(double(got[i]) - want[i]) <= tol) && bad++ < 3)
-            ADD_FAILURE() << what << " [" << i << "]: " << got[i] << " vs " << want[i];
-    }
+    sctest::expectNear(got.data(), want, got.size(), what);
 }
 
 // Without a fused multiply-add the sums must be bit-identical.

@@ -17,6 +17,7 @@
 #include "tests/light_regression/GoldenFile.h"
 #include "tests/lux_cnn/TestPatterns.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Tensors.h"
 #include "tests/support/TestEnv.h"
 #include "tools/modelgen/Sha256.h"
 
@@ -32,18 +33,6 @@ struct PredictCase {
 #include "tests/lux_cnn/LuxCNNGolden.inc"
 
 namespace w = lux_cnn_weights;
-
-void expectClose(const float* got, const std::vector<float>& want, size_t n, const char* what) {
-    ASSERT_EQ(want.size(), n) << what;
-    size_t bad = 0;
-    for (size_t i = 0; i < n && bad < 5; ++i) {
-        const double tol = std::max(1e-5, 1e-6 * std::fabs(want[i]));
-        if (!(std::fabs(got[i] - want[i]) <= tol)) {
-            ADD_FAILURE() << what << "[" << i << "] = " << got[i] << ", expected " << want[i];
-            ++bad;
-        }
-    }
-}
 
 // ---- Layers with seeded weights against the float64 reference.
 
@@ -61,11 +50,6 @@ protected:
         for (float& x : v) x = std::max(x, 0.0f);
         return v;
     }
-    template <typename T>
-    static void poison(T& buffer) {
-        std::fill_n(reinterpret_cast<float*>(&buffer), sizeof buffer / sizeof(float),
-                    std::numeric_limits<float>::quiet_NaN());
-    }
     const lrtest::GoldenFile golden{sctest::sourceDir() + "/tests/lux_cnn/lux_cnn_layers_golden.safetensors"};
     const luxtest::TestNet net = luxtest::testNet(7);
     std::unique_ptr<LuxCNN> model{new LuxCNN()};
@@ -73,44 +57,44 @@ protected:
 
 TEST_F(Layers, EachLayerMatchesTheReference) {
     LuxCNN& m = *model;
-    poison(m.conv0Out);
+    sctest::fillNaN(m.conv0Out);
     m.layer_0(m.input, m.conv0Out);
-    expectClose(&m.conv0Out[0][0][0], golden["conv0"], 50 * 50 * 32, "layer_0");
+    sctest::expectNear(&m.conv0Out[0][0][0], golden["conv0"], 50 * 50 * 32, "layer_0");
     m.layer_1(m.conv0Out);
-    expectClose(&m.conv0Out[0][0][0], relu(golden["conv0"]), 50 * 50 * 32, "layer_1");
-    poison(m.pool0Out);
+    sctest::expectNear(&m.conv0Out[0][0][0], relu(golden["conv0"]), 50 * 50 * 32, "layer_1");
+    sctest::fillNaN(m.pool0Out);
     m.layer_2(m.conv0Out, m.pool0Out);
-    expectClose(&m.pool0Out[0][0][0], golden["pool0"], 25 * 25 * 32, "layer_2");
-    poison(m.conv1Out);
+    sctest::expectNear(&m.pool0Out[0][0][0], golden["pool0"], 25 * 25 * 32, "layer_2");
+    sctest::fillNaN(m.conv1Out);
     m.layer_3(m.pool0Out, m.conv1Out);
-    expectClose(&m.conv1Out[0][0][0], golden["conv1"], 23 * 23 * 32, "layer_3");
+    sctest::expectNear(&m.conv1Out[0][0][0], golden["conv1"], 23 * 23 * 32, "layer_3");
     m.layer_4(m.conv1Out);
-    poison(m.pool1Out);
+    sctest::fillNaN(m.pool1Out);
     m.layer_5(m.conv1Out, m.pool1Out);
-    expectClose(&m.pool1Out[0][0][0], golden["pool1"], 11 * 11 * 32, "layer_5");
-    poison(m.conv2Out);
+    sctest::expectNear(&m.pool1Out[0][0][0], golden["pool1"], 11 * 11 * 32, "layer_5");
+    sctest::fillNaN(m.conv2Out);
     m.layer_6(m.pool1Out, m.conv2Out);
-    expectClose(&m.conv2Out[0][0][0], golden["conv2"], 9 * 9 * 32, "layer_6");
+    sctest::expectNear(&m.conv2Out[0][0][0], golden["conv2"], 9 * 9 * 32, "layer_6");
     m.layer_7(m.conv2Out);
-    poison(m.pool2Out);
+    sctest::fillNaN(m.pool2Out);
     m.layer_8(m.conv2Out, m.pool2Out);
-    expectClose(&m.pool2Out[0][0][0], golden["pool2"], 4 * 4 * 32, "layer_8");
-    poison(m.flat);
+    sctest::expectNear(&m.pool2Out[0][0][0], golden["pool2"], 4 * 4 * 32, "layer_8");
+    sctest::fillNaN(m.flat);
     m.layer_9(m.pool2Out, m.flat);
-    expectClose(m.flat, golden["pool2"], 512, "layer_9");
-    poison(m.hidden);
+    sctest::expectNear(m.flat, golden["pool2"], 512, "layer_9");
+    sctest::fillNaN(m.hidden);
     m.layer_10(m.flat, m.hidden);
-    expectClose(m.hidden, golden["hidden"], 32, "layer_10");
-    poison(m.output);
+    sctest::expectNear(m.hidden, golden["hidden"], 32, "layer_10");
+    sctest::fillNaN(m.output);
     m.layer_11(m.hidden, m.output);
-    expectClose(m.output, golden["output"], 4, "layer_11");
+    sctest::expectNear(m.output, golden["output"], 4, "layer_11");
 
     // The forward pass fuses activations and skips the cells the poolings
     // drop: it must give the bits of the layers run in order. Bands outside
     // the table keep the current (test) set.
     const std::vector<float> layered(m.output, m.output + LuxCNN::kOutputs);
     for (int band : {3, 17, -1}) {
-        poison(m.output);
+        sctest::fillNaN(m.output);
         EXPECT_EQ(m.real_model_predict(m.input, band, 0), layered[0]);
         EXPECT_EQ(std::vector<float>(m.output, m.output + LuxCNN::kOutputs), layered) << band;
     }
