@@ -4,11 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <random>
 #include <vector>
 
+#include "models/light_regression/Kernels.h"
 #include "models/light_regression/LightRegression.h"
 #include "tests/support/Tensors.h"
 
@@ -177,5 +179,34 @@ TEST_P(Layers, NonFiniteSumsBecomeZero) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, Layers, ::testing::Values(1u, 7u, 2024u));
+
+// The library's fixed-channel convolution must give its generic loop's bits.
+struct ConvShape {
+    int inRows, inCols, inCh, stride;
+};
+
+class FixedChannelConv : public ::testing::TestWithParam<ConvShape> {};
+
+TEST_P(FixedChannelConv, MatchesGenericLoopBitForBit) {
+    const ConvShape s = GetParam();
+    const int outRows = (s.inRows - 3) / s.stride + 1, outCols = (s.inCols - 3) / s.stride + 1;
+    std::mt19937 rng(s.inRows * 100 + s.inCh);
+    const std::vector<float> in = randomVector(rng, size_t(s.inRows) * s.inCols * s.inCh, -1.0f, 1.0f),
+                             kernel = randomVector(rng, 9 * s.inCh * 32, -1.0f, 1.0f),
+                             bias = randomVector(rng, 32, -1.0f, 1.0f);
+    const size_t n = size_t(outRows) * outCols * 32;
+    std::vector<float> fast(n, NAN), generic(n, NAN);
+    conv3x3Relu(in.data(), s.inCols, s.inCh, s.stride, kernel.data(), bias.data(), outRows, outCols, 32, fast.data());
+    conv3x3ReluGeneric(in.data(), s.inCols, s.inCh, s.stride, kernel.data(), bias.data(), outRows, outCols, 32,
+                       generic.data());
+    EXPECT_EQ(std::memcmp(fast.data(), generic.data(), n * sizeof(float)), 0);
+    size_t positives = 0;
+    for (float v : fast) positives += v > 0;
+    EXPECT_GT(positives, n / 4);  // ReLU leaves a real mix
+}
+
+INSTANTIATE_TEST_SUITE_P(NetworkLayers, FixedChannelConv,
+                         ::testing::Values(ConvShape{81, 51, 3, 2}, ConvShape{20, 12, 32, 1}, ConvShape{9, 5, 32, 1},
+                                           ConvShape{5, 4, 7, 2}));
 
 }  // namespace
