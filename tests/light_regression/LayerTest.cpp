@@ -4,12 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <random>
 #include <vector>
 
+#include "models/light_regression/Kernels.h"
 #include "models/light_regression/LightRegression.h"
+#include "tests/support/Tensors.h"
 
 using namespace light_regression;
 
@@ -69,13 +72,7 @@ std::vector<double> denseRef(const std::vector<float>& in, const std::vector<flo
 }
 
 void expectNear(const float* got, const std::vector<double>& want) {
-    size_t bad = 0;
-    for (size_t i = 0; i < want.size(); ++i) {
-        const double tol = std::max(1e-5, 1e-6 * std::fabs(want[i]));
-        if (!(std::fabs(got[i] - want[i]) <= tol) && bad++ < 5)
-            ADD_FAILURE() << "element " << i << ": " << got[i] << " vs " << want[i];
-    }
-    EXPECT_EQ(bad, 0u);
+    sctest::expectNear(got, want, want.size(), "element");
 }
 
 class Layers : public ::testing::TestWithParam<unsigned> {
@@ -84,23 +81,21 @@ protected:
         rng.seed(GetParam());
         model.reset(new LightRegression());
         for (int s = 0; s < kWeightSlots; ++s) weights[s] = randomVector(rng, kSlotSizes[s], -0.5f, 0.5f);
-        model->mLayer1Kernel = weights[kLayer1Kernel].data();
-        model->mLayer1Bias = weights[kLayer1Bias].data();
-        model->mLayer3Kernel = weights[kLayer3Kernel].data();
-        model->mLayer3Bias = weights[kLayer3Bias].data();
-        model->mLayer5Kernel = weights[kLayer5Kernel].data();
-        model->mLayer5Bias = weights[kLayer5Bias].data();
-        model->mLayer9Kernel = weights[kLayer9Kernel].data();
-        model->mLayer9Bias = weights[kLayer9Bias].data();
-        model->mLayer10Kernel = weights[kLayer10Kernel].data();
-        model->mLayer10Bias = weights[kLayer10Bias].data();
-        model->mLayer12Kernel = weights[kLayer12Kernel].data();
-        model->mLayer12Bias = weights[kLayer12Bias].data();
+        LightRegression& m = *model;
+        const float** slots[kWeightSlots] = {&m.mLayer1Kernel,  &m.mLayer1Bias,  &m.mLayer3Kernel,  &m.mLayer3Bias,
+                                             &m.mLayer5Kernel,  &m.mLayer5Bias,  &m.mLayer9Kernel,  &m.mLayer9Bias,
+                                             &m.mLayer10Kernel, &m.mLayer10Bias, &m.mLayer12Kernel, &m.mLayer12Bias};
+        for (int s = 0; s < kWeightSlots; ++s) *slots[s] = weights[s].data();
     }
-    template <typename A>
-    static void fillNaN(A& a) {
-        float* p = reinterpret_cast<float*>(&a);
-        for (size_t i = 0; i < sizeof(A) / sizeof(float); ++i) p[i] = kNaN;
+
+    // Runs `layer` on a seeded input `rows` x Cols x Ch in [lo, 1), its output
+    // pre-filled with NaN; returns the input.
+    template <int Cols, int Ch, typename Layer, typename Out>
+    std::vector<float> run(int rows, float lo, Layer layer, Out& out) {
+        auto in = randomVector(rng, size_t(rows) * Cols * Ch, lo, 1.0f);
+        sctest::fillNaN(out);
+        (model.get()->*layer)(reinterpret_cast<const float(*)[Cols][Ch]>(in.data()), out);
+        return in;
     }
 
     std::mt19937 rng;
@@ -108,53 +103,35 @@ protected:
     std::vector<float> weights[kWeightSlots];
 };
 
-TEST_P(Layers, StrideTwoConvolution) {
-    auto in = randomVector(rng, kImageRows * kImageCols * kColours, 0.0f, 1.0f);
-    fillNaN(model->mLayer1Out);
-    model->layer_1(reinterpret_cast<const float(*)[kImageCols][kColours]>(in.data()), model->mLayer1Out);
-    expectNear(&model->mLayer1Out[0][0][0], convRef(in, kImageCols, kColours, 2, weights[kLayer1Kernel],
+TEST_P(Layers, Convolutions) {
+    auto in1 = run<kImageCols, kColours>(kImageRows, 0.0f, &LightRegression::layer_1, model->mLayer1Out);
+    expectNear(&model->mLayer1Out[0][0][0], convRef(in1, kImageCols, kColours, 2, weights[kLayer1Kernel],
                                                     weights[kLayer1Bias], kL1Rows, kL1Cols, kFilters));
-}
-
-TEST_P(Layers, StrideOneConvolutions) {
-    auto in3 = randomVector(rng, kL2Rows * kL2Cols * kFilters, -1.0f, 1.0f);
-    fillNaN(model->mLayer3Out);
-    model->layer_3(reinterpret_cast<const float(*)[kL2Cols][kFilters]>(in3.data()), model->mLayer3Out);
+    auto in3 = run<kL2Cols, kFilters>(kL2Rows, -1.0f, &LightRegression::layer_3, model->mLayer3Out);
     expectNear(&model->mLayer3Out[0][0][0], convRef(in3, kL2Cols, kFilters, 1, weights[kLayer3Kernel],
                                                     weights[kLayer3Bias], kL3Rows, kL3Cols, kFilters));
-
-    auto in5 = randomVector(rng, kL4Rows * kL4Cols * kFilters, -1.0f, 1.0f);
-    fillNaN(model->mLayer5Out);
-    model->layer_5(reinterpret_cast<const float(*)[kL4Cols][kFilters]>(in5.data()), model->mLayer5Out);
+    auto in5 = run<kL4Cols, kFilters>(kL4Rows, -1.0f, &LightRegression::layer_5, model->mLayer5Out);
     expectNear(&model->mLayer5Out[0][0][0], convRef(in5, kL4Cols, kFilters, 1, weights[kLayer5Kernel],
                                                     weights[kLayer5Bias], kL5Rows, kL5Cols, kFilters));
 }
 
 // Odd sizes drop the last row or column: 25 -> 12 columns, 7 -> 3 rows, 3 -> 1.
 TEST_P(Layers, PoolingDropsOddEdges) {
-    auto in2 = randomVector(rng, kL1Rows * kL1Cols * kFilters, -1.0f, 1.0f);
-    fillNaN(model->mLayer2Out);
-    model->layer_2(reinterpret_cast<const float(*)[kL1Cols][kFilters]>(in2.data()), model->mLayer2Out);
+    auto in2 = run<kL1Cols, kFilters>(kL1Rows, -1.0f, &LightRegression::layer_2, model->mLayer2Out);
     expectNear(&model->mLayer2Out[0][0][0], poolRef(in2, kL1Cols, kL2Rows, kL2Cols, kFilters));
-
-    auto in4 = randomVector(rng, kL3Rows * kL3Cols * kFilters, -1.0f, 1.0f);
-    fillNaN(model->mLayer4Out);
-    model->layer_4(reinterpret_cast<const float(*)[kL3Cols][kFilters]>(in4.data()), model->mLayer4Out);
+    auto in4 = run<kL3Cols, kFilters>(kL3Rows, -1.0f, &LightRegression::layer_4, model->mLayer4Out);
     expectNear(&model->mLayer4Out[0][0][0], poolRef(in4, kL3Cols, kL4Rows, kL4Cols, kFilters));
-
-    auto in6 = randomVector(rng, kL5Rows * kL5Cols * kFilters, -1.0f, 1.0f);
-    fillNaN(model->mLayer6Out);
-    model->layer_6(reinterpret_cast<const float(*)[kL5Cols][kFilters]>(in6.data()), model->mLayer6Out);
+    auto in6 = run<kL5Cols, kFilters>(kL5Rows, -1.0f, &LightRegression::layer_6, model->mLayer6Out);
     expectNear(&model->mLayer6Out[0][0][0], poolRef(in6, kL5Cols, kL6Rows, kL6Cols, kFilters));
 }
 
 TEST_P(Layers, DenseBranchesAndJoin) {
     auto flat = randomVector(rng, kFlat, 0.0f, 2.0f);
     auto feats = randomVector(rng, kChannels, 0.0f, 2.0f);
-    fillNaN(model->mLayer9Out);
-    fillNaN(model->mLayer10Out);
-    fillNaN(model->mLayer11Out);
-    fillNaN(model->mOutput);
+    sctest::fillNaN(model->mLayer9Out);
+    sctest::fillNaN(model->mLayer10Out);
+    sctest::fillNaN(model->mLayer11Out);
+    sctest::fillNaN(model->mOutput);
     model->layer_9(flat.data(), model->mLayer9Out);
     expectNear(model->mLayer9Out, denseRef(flat, weights[kLayer9Kernel], weights[kLayer9Bias], kHidden));
     model->layer_10(feats.data(), model->mLayer10Out);
@@ -169,6 +146,31 @@ TEST_P(Layers, DenseBranchesAndJoin) {
     expectNear(model->mOutput, denseRef(joined, weights[kLayer12Kernel], weights[kLayer12Bias], kChannels));
 }
 
+// The forward pass fuses the activations into the convolutions and skips the
+// cells the poolings drop: it must give the bits of the layers run in order
+// (level 0 selects no weight set, so the test weights stay).
+TEST_P(Layers, FusedPassEqualsTheLayersRunInOrder) {
+    auto img = randomVector(rng, kImageRows * kImageCols * kColours, 0.0f, 1.0f);
+    auto features = randomVector(rng, kChannels, 0.0f, 2.0f);
+    auto* image = reinterpret_cast<LightRegression::FloatImage*>(img.data());
+    LightRegression& m = *model;
+    m.real_model_predict(image, features.data(), 0, 1);
+    const std::vector<float> fused(m.mOutput, m.mOutput + kChannels);
+    m.layer_1(image, m.mLayer1Out);
+    m.layer_2(m.mLayer1Out, m.mLayer2Out);
+    m.layer_3(m.mLayer2Out, m.mLayer3Out);
+    m.layer_4(m.mLayer3Out, m.mLayer4Out);
+    m.layer_5(m.mLayer4Out, m.mLayer5Out);
+    m.layer_6(m.mLayer5Out, m.mLayer6Out);
+    m.layer_7(m.mLayer6Out, m.mLayer7Out);
+    m.layer_9(m.mLayer7Out, m.mLayer9Out);
+    m.layer_10(features.data(), m.mLayer10Out);
+    m.layer_11(m.mLayer9Out, m.mLayer10Out, m.mLayer11Out);
+    sctest::fillNaN(m.mOutput);
+    m.layer_12(m.mLayer11Out, m.mOutput);
+    EXPECT_EQ(std::vector<float>(m.mOutput, m.mOutput + kChannels), fused);
+}
+
 // A NaN reaching a layer (say through a corrupt feature) comes out as 0, never NaN.
 TEST_P(Layers, NonFiniteSumsBecomeZero) {
     float feats[kChannels] = {kNaN, 1.0f, 1.0f, 1.0f, 1.0f};
@@ -177,5 +179,34 @@ TEST_P(Layers, NonFiniteSumsBecomeZero) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, Layers, ::testing::Values(1u, 7u, 2024u));
+
+// The library's fixed-channel convolution must give its generic loop's bits.
+struct ConvShape {
+    int inRows, inCols, inCh, stride;
+};
+
+class FixedChannelConv : public ::testing::TestWithParam<ConvShape> {};
+
+TEST_P(FixedChannelConv, MatchesGenericLoopBitForBit) {
+    const ConvShape s = GetParam();
+    const int outRows = (s.inRows - 3) / s.stride + 1, outCols = (s.inCols - 3) / s.stride + 1;
+    std::mt19937 rng(s.inRows * 100 + s.inCh);
+    const std::vector<float> in = randomVector(rng, size_t(s.inRows) * s.inCols * s.inCh, -1.0f, 1.0f),
+                             kernel = randomVector(rng, 9 * s.inCh * 32, -1.0f, 1.0f),
+                             bias = randomVector(rng, 32, -1.0f, 1.0f);
+    const size_t n = size_t(outRows) * outCols * 32;
+    std::vector<float> fast(n, NAN), generic(n, NAN);
+    conv3x3Relu(in.data(), s.inCols, s.inCh, s.stride, kernel.data(), bias.data(), outRows, outCols, 32, fast.data());
+    conv3x3ReluGeneric(in.data(), s.inCols, s.inCh, s.stride, kernel.data(), bias.data(), outRows, outCols, 32,
+                       generic.data());
+    EXPECT_EQ(std::memcmp(fast.data(), generic.data(), n * sizeof(float)), 0);
+    size_t positives = 0;
+    for (float v : fast) positives += v > 0;
+    EXPECT_GT(positives, n / 4);  // ReLU leaves a real mix
+}
+
+INSTANTIATE_TEST_SUITE_P(NetworkLayers, FixedChannelConv,
+                         ::testing::Values(ConvShape{81, 51, 3, 2}, ConvShape{20, 12, 32, 1}, ConvShape{9, 5, 32, 1},
+                                           ConvShape{5, 4, 7, 2}));
 
 }  // namespace

@@ -1,14 +1,17 @@
-// The prediction driver: brightness levels, the pixel log, input scaling and
-// the output array.
+// The prediction driver: brightness levels, the pixel log, bad features and
+// the output array (its numbers: the golden cases of ModelTest).
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <cmath>
+#include <cstdio>
 #include <limits>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
+#include "models/common/PixelLog.h"
 #include "models/light_regression/LightRegression.h"
 #include "tests/light_regression/TestModel.h"
 #include "tests/support/LogCapture.h"
@@ -35,6 +38,18 @@ std::vector<LevelCase> levelCases() {
     for (int mode : {1, 2, 0, 3, -1})
         for (const auto& t : table) out.push_back({mode, t.lcm, mode == 1 || mode == 2 ? t.level12 : t.levelOther});
     return out;
+}
+
+// A pixel log row as the C library would print it.
+std::string printfRow(int r, const std::vector<int>& px, int stride) {
+    std::string s;
+    char entry[64];
+    for (int c = 0; c < pixel_log::kSide; ++c) {
+        std::snprintf(entry, sizeof entry, "[%d][%d] = %d,%d,%d; ", r, c, px[c * stride], px[c * stride + 1],
+                      px[c * stride + 2]);
+        s += entry;
+    }
+    return s;
 }
 
 class Predict : public ::testing::Test {
@@ -98,10 +113,9 @@ TEST_F(Predict, PixelLogShowsTopLeftThirtyByThirty) {
     predict(*image, 9000, 0);
     const std::vector<std::string> lines = pixelLines();
     ASSERT_EQ(lines.size(), 30u);
-    std::string row0 = "Algo_Lux_Cnn_Model: pexelInfo ";
-    for (int c = 0; c < 30; ++c)
-        row0 += "[0][" + std::to_string(c) + "] = " + (c == 1 ? "12,34,56" : "0,0,0") + "; ";
-    EXPECT_EQ(lines[0], row0);
+    EXPECT_EQ(lines[0], "Algo_Lux_Cnn_Model: pexelInfo " +
+                                printfRow(0, std::vector<int>(&(*image)[0][0][0], &(*image)[0][30][0]), 3));
+    EXPECT_NE(lines[0].find("[0][1] = 12,34,56; [0][2] = 0,0,0; "), std::string::npos);
     const std::string last = "[29][28] = 0,0,0; [29][29] = 0,0,-7; ";
     ASSERT_GT(lines[29].size(), last.size());
     EXPECT_EQ(lines[29].substr(lines[29].size() - last.size()), last);
@@ -118,37 +132,6 @@ TEST_F(Predict, PixelLogThreshold) {
     logs.clear();
     predict(*image, 9000, 0);
     EXPECT_EQ(pixelLines().size(), 30u);
-}
-
-// A black image skips the pixel log but still runs the network: the outputs
-// are the network's for a zero image and the features, x 1000 (a black image
-// gets corrections of 1.0). Trained weights may well predict no light here.
-TEST_F(Predict, BlackImageStillPredicts) {
-    auto image = lrtest::makeImage(0);
-    for (float& v : model->mOutput) v = std::numeric_limits<float>::quiet_NaN();
-    const float* out = predict(*image, 9000, 0);
-    EXPECT_TRUE(pixelLines().empty());
-    auto ref = std::make_unique<LightRegression>();  // its image buffer starts zeroed
-    float features[5];
-    for (int k = 0; k < 5; ++k) features[k] = static_cast<float>(static_cast<double>(nblk[k] - blk[k]) / 1000.0);
-    ref->real_model_predict(ref->mImage, features, 3, 0);
-    for (int k = 0; k < 5; ++k) EXPECT_EQ(out[k], static_cast<float>(ref->mOutput[k] * 1000.0)) << k;
-}
-
-TEST_F(Predict, InputsAreScaled) {
-    auto image = lrtest::makeImage(0);
-    // One colour only, so the uncalibrated corrections are exactly 1.
-    (*image)[3][4][0] = 255;
-    (*image)[3][5][0] = 51;
-    (*image)[80][50][0] = 1;
-    predict(*image, 9000, 0);
-    EXPECT_EQ(model->mImage[3][4][0], 1.0f);
-    EXPECT_EQ(model->mImage[3][5][0], 0.2f);
-    EXPECT_EQ(model->mImage[80][50][0], static_cast<float>(1 / 255.0));
-    EXPECT_EQ(model->mImage[80][50][1], 0.0f);
-    // Features are (nblk - blk) / 1000.
-    EXPECT_EQ(model->mFeatures[0], 0.8f);
-    EXPECT_EQ(model->mFeatures[2], 0.68f);
 }
 
 // A channel where nblk is below blk (or unreadable) carries no screen light:
@@ -176,6 +159,30 @@ TEST_F(Predict, ResultLineAndStableOutputArray) {
     EXPECT_EQ(logs.texts().back(), line);
     EXPECT_EQ(predict(*image, 4000, 0), first);
     EXPECT_EQ(logs.texts().back(), kRejected);
+}
+
+// The row formatter for any int a caller passes (negative, INT_MIN, ten
+// digits), both pixel layouts.
+TEST(PixelLog, RowsReadAsPrintfWouldPrintThem) {
+    std::mt19937 rng(9);
+    std::uniform_int_distribution<int> any(INT_MIN, INT_MAX), byte(0, 255);
+    const int extremes[] = {0, -1, 9, 10, 255, 256, -255, 99999, INT_MAX, INT_MIN, INT_MIN + 1, 1000000000};
+    for (int stride : {3, 4}) {
+        for (int r : {0, 7, 28, 29}) {  // row 29: the widest row must fit the buffer
+            std::vector<int> px(pixel_log::kSide * stride);
+            for (size_t i = 0; i < px.size(); ++i)
+                px[i] = r == 0   ? byte(rng)
+                        : r == 7 ? extremes[i % (sizeof extremes / sizeof *extremes)]
+                        : r == 28 ? any(rng)
+                                  : INT_MIN;
+            char text[pixel_log::kRowChars + 16];  // room to see an overflow
+            const int n = pixel_log::formatRow(text, r, px.data(), stride);
+            const std::string want = printfRow(r, px, stride);
+            EXPECT_EQ(std::string(text), want) << "row " << r << " stride " << stride;
+            EXPECT_EQ(n, static_cast<int>(want.size()));
+            EXPECT_LT(n, pixel_log::kRowChars);
+        }
+    }
 }
 
 }  // namespace

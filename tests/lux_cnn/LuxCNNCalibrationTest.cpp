@@ -25,8 +25,14 @@ struct CalibrationCase {
 
 const float kNaNf = std::numeric_limits<float>::quiet_NaN();
 const float kInf = std::numeric_limits<float>::infinity();
-const std::string kOutOfRange = "Algo_Lux_Cnn_Model: x0 or y0 out of range.\n";
+const char* const kOutOfRange = "Algo_Lux_Cnn_Model: x0 or y0 out of range.\n";
 const std::string kColorRejected = "Algo_Lux_Cnn_Model: color params out of range.\n";
+
+std::string centreLine(float x, float y) {
+    char text[100];
+    std::snprintf(text, sizeof text, "Algo_Lux_Cnn_Model: x0 = %f, y0 = %f", x, y);
+    return text;
+}
 
 // Calibration state is process-wide: every test first installs what it needs.
 class Calibration : public ::testing::Test {
@@ -90,8 +96,7 @@ TEST_F(Calibration, InitLogsItsInputsAndTheFittedCentre) {
     std::snprintf(text, sizeof text, "Algo_Lux_Cnn_Model: loc_params2: %f, %f, %f, %f, %f, %f, %f, %f\n", kLocZ[8],
                   kLocZ[9], kLocZ[10], kLocZ[11], kLocZ[12], kLocZ[13], kLocZ[14], kLocZ[15]);
     EXPECT_EQ(lines[3], text);
-    std::snprintf(text, sizeof text, "Algo_Lux_Cnn_Model: x0 = %f, y0 = %f", kFittedCentre[0], kFittedCentre[1]);
-    EXPECT_EQ(lines[4], text);
+    EXPECT_EQ(lines[4], centreLine(kFittedCentre[0], kFittedCentre[1]));
 }
 
 TEST_F(Calibration, GetCalibrationLogsItsState) {
@@ -111,19 +116,12 @@ TEST_F(Calibration, GetCalibrationLogsItsState) {
     EXPECT_EQ(lines[4], text);
 }
 
-TEST_F(Calibration, BlackPatchUsesChannelZeroOnly) {
-    // Mode 0: low[0] 560 over the golden 519 below 3156; no location factor.
-    const auto f = factors("black", 0, 1000, 0);
-    EXPECT_EQ(f.first, 560.0f / 519.0f);
-    EXPECT_EQ(f.second, 1.0f);
-}
-
 TEST_F(Calibration, RepeatedCalibrationDoesNotAccumulate) {
     const auto first = factors("noise", 31, 2000, 0);
     for (int i = 0; i < 3; ++i) quietly([&] { model->initCalibration(color, loc); });
-    const auto again = factors("noise", 31, 2000, 0);
-    EXPECT_EQ(first.second, again.second);
-    EXPECT_EQ(first.first, again.first);
+    EXPECT_EQ(factors("noise", 31, 2000, 0), first);
+    // Codes past the luminance table read its last entry instead of beyond it.
+    EXPECT_EQ(factors("noise", 21, 20000, 0), factors("noise", 21, 14063, 0));
 }
 
 TEST_F(Calibration, CentreAtTheReferenceLeavesTheDefaultMap) {
@@ -150,15 +148,9 @@ TEST_P(CentreWindow, EdgesAreInclusive) {
     spotAt(c.x, c.y);
     sctest::LogCapture log;
     EXPECT_EQ(model->initCalibration(color, loc), c.accepted ? 1 : 0);
-    char text[100];
-    std::snprintf(text, sizeof text, "Algo_Lux_Cnn_Model: x0 = %f, y0 = %f", c.x, c.y);
-    EXPECT_EQ(log.contains(text), c.accepted);
+    EXPECT_EQ(log.contains(centreLine(c.x, c.y)), c.accepted);
     EXPECT_EQ(log.contains(kOutOfRange), !c.accepted);
-    const float after = factors("noise", 51, 2000, 1).second;
-    if (c.accepted)
-        EXPECT_NE(after, before);
-    else
-        EXPECT_EQ(after, before);
+    EXPECT_EQ(factors("noise", 51, 2000, 1).second != before, c.accepted);
 }
 
 INSTANTIATE_TEST_SUITE_P(Edges, CentreWindow,
@@ -167,42 +159,37 @@ INSTANTIATE_TEST_SUITE_P(Edges, CentreWindow,
                                            Centre{814.99f, 81.0f, false}, Centre{835.01f, 81.0f, false},
                                            Centre{825.0f, 70.99f, false}, Centre{825.0f, 91.01f, false}));
 
-// Responses for which the fit "succeeds" with a non-finite centre (zero
-// weight sum or amplitude in the initial guess). NaN fails every comparison,
-// so a window written as four "outside" tests would let it through and
-// resample the maps at NaN.
-class NonFiniteCentre : public Calibration, public ::testing::WithParamInterface<float> {};
+// Inputs for which the fit "succeeds" with a non-finite centre (zero weight
+// sum or amplitude in the initial guess, a NaN position). NaN fails every
+// comparison, so a window written as four "outside" tests would let it
+// through and resample the maps at NaN. All-zero responses stop before the fit.
+struct BadLoc {
+    int row, index;  // index -1: the whole row
+    float value;
+    const char* lastLine;
+};
 
-TEST_P(NonFiniteCentre, IsOutOfRangeAndLeavesTheMaps) {
+class BadLocation : public Calibration, public ::testing::WithParamInterface<BadLoc> {};
+
+TEST_P(BadLocation, IsRejectedAndLeavesTheMaps) {
     const float before = factors("noise", 61, 2000, 0).second;
-    for (float& z : loc[2]) z = GetParam();
+    const BadLoc b = GetParam();
+    for (int i = 0; i < 16; ++i)
+        if (b.index < 0 || b.index == i) loc[b.row][i] = b.value;
     sctest::LogCapture log;
     EXPECT_EQ(model->initCalibration(color, loc), 0);
     const std::vector<std::string> lines = log.texts();
     ASSERT_FALSE(lines.empty());
-    EXPECT_EQ(lines.back(), kOutOfRange);
+    EXPECT_EQ(lines.back(), b.lastLine);
     EXPECT_EQ(factors("noise", 61, 2000, 0).second, before);
 }
 
-INSTANTIATE_TEST_SUITE_P(Responses, NonFiniteCentre, ::testing::Values(1500.0f, 1.0f, -20.0f, kNaNf, kInf));
-
-TEST_F(Calibration, NonFiniteSamplePositionsAreRejected) {
-    const float before = factors("noise", 62, 2000, 0).second;
-    loc[0][5] = kNaNf;
-    sctest::LogCapture log;
-    EXPECT_EQ(model->initCalibration(color, loc), 0);
-    EXPECT_TRUE(log.contains(kOutOfRange));
-    EXPECT_EQ(factors("noise", 62, 2000, 0).second, before);
-}
-
-TEST_F(Calibration, AllZeroResponsesStopBeforeTheFit) {
-    for (float& z : loc[2]) z = 0.0f;
-    sctest::LogCapture log;
-    EXPECT_EQ(model->initCalibration(color, loc), 0);
-    const std::vector<std::string> lines = log.texts();
-    ASSERT_EQ(lines.size(), 5u);
-    EXPECT_EQ(lines[4], "Algo_Lux_Cnn_Model: all weight values are 0.\n");
-}
+const char* const kZeros = "Algo_Lux_Cnn_Model: all weight values are 0.\n";
+INSTANTIATE_TEST_SUITE_P(Responses, BadLocation,
+                         ::testing::Values(BadLoc{2, -1, 1500.0f, kOutOfRange}, BadLoc{2, -1, 1.0f, kOutOfRange},
+                                           BadLoc{2, -1, -20.0f, kOutOfRange}, BadLoc{2, -1, kNaNf, kOutOfRange},
+                                           BadLoc{2, -1, kInf, kOutOfRange}, BadLoc{0, 5, kNaNf, kOutOfRange},
+                                           BadLoc{2, -1, 0.0f, kZeros}));
 
 struct ColorCase {
     int index;  // 0..3 high, 4..7 low
@@ -218,27 +205,24 @@ TEST_P(ColorBounds, InclusiveAndNaNRejecting) {
     sctest::LogCapture log;
     model->initCalibration(color, loc);
     EXPECT_EQ(log.contains(kColorRejected), !c.accepted);
-    // The location fit runs either way.
-    char text[100];
-    std::snprintf(text, sizeof text, "Algo_Lux_Cnn_Model: x0 = %f, y0 = %f", kFittedCentre[0], kFittedCentre[1]);
-    EXPECT_TRUE(log.contains(text));
+    EXPECT_TRUE(log.contains(centreLine(kFittedCentre[0], kFittedCentre[1])));  // the location fit runs either way
 
     // Accepted params reach every mode; rejected ones leave the unit's set.
+    float expect[8];
+    std::memcpy(expect, kUnitColor, sizeof expect);
+    if (c.accepted) expect[c.index] = c.value;
+    char high[200], low[200];
+    std::snprintf(high, sizeof high, "Algo_Lux_Cnn_Model_B: high_color_params: %f, %f, %f, %f\n", expect[0],
+                  expect[1], expect[2], expect[3]);
+    std::snprintf(low, sizeof low, "Algo_Lux_Cnn_Model_B: low_color_params: %f, %f, %f, %f\n", expect[4], expect[5],
+                  expect[6], expect[7]);
+    auto px = luxtest::pattern("black", 0);
     for (int mode : {0, 1, 2}) {
-        auto px = luxtest::pattern("black", 0);
         float ck, lk;
         log.clear();
         model->getCalibration(100, px[0], mode, ck, lk);
-        float expect[8];
-        std::memcpy(expect, kUnitColor, sizeof expect);
-        if (c.accepted) expect[c.index] = c.value;
-        char line[200];
-        std::snprintf(line, sizeof line, "Algo_Lux_Cnn_Model_B: high_color_params: %f, %f, %f, %f\n", expect[0],
-                      expect[1], expect[2], expect[3]);
-        EXPECT_TRUE(log.contains(line)) << line;
-        std::snprintf(line, sizeof line, "Algo_Lux_Cnn_Model_B: low_color_params: %f, %f, %f, %f\n", expect[4],
-                      expect[5], expect[6], expect[7]);
-        EXPECT_TRUE(log.contains(line)) << line;
+        EXPECT_TRUE(log.contains(high)) << high;
+        EXPECT_TRUE(log.contains(low)) << low;
     }
 }
 
@@ -253,17 +237,5 @@ INSTANTIATE_TEST_SUITE_P(
                       // Factory data from outside the image: NaN must not pass.
                       ColorCase{0, kNaNf, false}, ColorCase{5, kNaNf, false}, ColorCase{7, kNaNf, false},
                       ColorCase{2, kInf, false}, ColorCase{4, -kInf, false}));
-
-TEST_F(Calibration, LowBrightnessRuleEndsAt3155) {
-    // Below 3156 the dim-screen ratios apply as they are; from 3156 on the
-    // ratios follow the luminance (29 nits there, so just below the low ratio).
-    const auto at3155 = factors("noise", 21, 3155, 0);
-    const auto at0 = factors("noise", 21, 0, 0);
-    const auto at3156 = factors("noise", 21, 3156, 0);
-    EXPECT_EQ(at3155.first, at0.first);
-    EXPECT_LT(at3156.first, at3155.first);
-    // Codes past the luminance table read its last entry instead of beyond it.
-    EXPECT_EQ(factors("noise", 21, 20000, 0), factors("noise", 21, 14063, 0));
-}
 
 }  // namespace
