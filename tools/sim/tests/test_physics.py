@@ -61,8 +61,8 @@ class Leakage(unittest.TestCase):
 
     def test_current_limit_dims_bright_full_white_only(self):
         def clear(colour, display_mode=0):
-            screens = solid_screens([colour] * 4)
-            return render(REF, screens, brightness=14063, acl=[0, 1, 2, 3], display_mode=display_mode)["screen_nblk"][:, 0]
+            b = render(REF, solid_screens([colour] * 4), brightness=14063, acl=[0, 1, 2, 3], display_mode=display_mode)
+            return b["screen_nblk"][:, 0]
 
         self.assertTrue(np.all(np.diff(clear([255, 255, 255])) < 0))
         # Not on red, nor in the XDR mode.
