@@ -37,7 +37,6 @@ TEST(FactoryClientConcurrency, TestsFromTwoThreadsRunOneAtATime) {
     ScopedFakeSensorFactory fake;
     fake->blockCalls();
     sctest::LogCapture log;
-    const std::string start = "UL: zarnsensortest V2 start ID 0x24e , args[=]=1 12208 255 0 0 0 0 0 0 0 0 0 0 0 0 0";
     int results[2] = {99, 99};
     auto run = [&results](int slot) {
         AidlSensorFactoryHalWrapper client;
@@ -49,7 +48,7 @@ TEST(FactoryClientConcurrency, TestsFromTwoThreadsRunOneAtATime) {
     std::thread first(run, 0);
     ASSERT_TRUE(fake->waitUntilBlocked(2s));
     std::thread second(run, 1);
-    ASSERT_TRUE(waitFor([&] { return countOf(clientLines(log), start) == 2; }));
+    ASSERT_TRUE(waitFor([&] { return countOf(clientLines(log), factorytest::kV2Start590) == 2; }));
     std::this_thread::sleep_for(20ms);
     // The second caller waits on the lock, not in the service.
     EXPECT_EQ(fake->callCount(), 1);

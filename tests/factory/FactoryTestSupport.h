@@ -25,6 +25,10 @@ inline std::vector<int> calibrationArgs() {
     return args;
 }
 
+// The start line of that request as the test ID 0x24e (590).
+inline const std::string kV2Start590 =
+        "UL: zarnsensortest V2 start ID 0x24e , args[=]=1 12208 255 0 0 0 0 0 0 0 0 0 0 0 0 0";
+
 // A distinct value per position, so any shifted or dropped copy shows.
 inline hostbinder::FakeSensorFactory::Calibration rampCalibration() {
     hostbinder::FakeSensorFactory::Calibration c{};

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <utils/Vector.h>
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
 #include <memory>
@@ -19,7 +20,9 @@ using android::RootFusion;
 
 namespace {
 
-android::Vector<int> capture(int width, int height, int (*value)(int row, int col, int k)) {
+int pattern(int r, int c, int k) { return (r * 7 + c * 3 + k * 50) % 256; }
+
+android::Vector<int> capture(int width, int height, int (*value)(int row, int col, int k) = pattern) {
     android::Vector<int> v;
     for (int r = 0; r < height; ++r)
         for (int c = 0; c < width; ++c)
@@ -27,18 +30,14 @@ android::Vector<int> capture(int width, int height, int (*value)(int row, int co
     return v;
 }
 
-int pattern(int r, int c, int k) { return (r * 7 + c * 3 + k * 50) % 256; }
-
 class CnnLuxDelta : public ::testing::Test {
 protected:
     void SetUp() override {
         feature.reset(new ProjectFeature());
         feature->displayId = 1;
         const float b[5] = {100, 50, 120, 20, 60}, n[5] = {900, 700, 800, 300, 950};
-        for (int k = 0; k < 5; ++k) {
-            channelsBlk[k] = b[k];
-            channelsNblk[k] = n[k];
-        }
+        std::copy(b, b + 5, channelsBlk);
+        std::copy(n, n + 5, channelsNblk);
         screenHopMode = 0;
         mLogSwitch = 0;
         logs.clear();
@@ -54,16 +53,12 @@ protected:
     float delta[5] = {-1, -2, -3, -4, -5};
 };
 
-struct GridCase {
-    int width, height;
-};
-
-class Sampling : public CnnLuxDelta, public ::testing::WithParamInterface<GridCase> {};
+class Sampling : public CnnLuxDelta, public ::testing::WithParamInterface<std::pair<int, int>> {};
 
 // Each cell takes the pixel at its top-left: row i*height/81, column j*width/51.
 TEST_P(Sampling, PicksTopLeftPixelOfEachCell) {
-    const int w = GetParam().width, h = GetParam().height;
-    ASSERT_TRUE(feature->calcProjectCNNLuxDelta(capture(w, h, pattern), 9000, w, h, delta));
+    const auto [w, h] = GetParam();
+    ASSERT_TRUE(feature->calcProjectCNNLuxDelta(capture(w, h), 9000, w, h, delta));
     for (int i = 0; i < 81; ++i)
         for (int j = 0; j < 51; ++j)
             for (int k = 0; k < 3; ++k)
@@ -71,22 +66,8 @@ TEST_P(Sampling, PicksTopLeftPixelOfEachCell) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, Sampling,
-                         ::testing::Values(GridCase{51, 81}, GridCase{102, 81}, GridCase{102, 162}, GridCase{43, 112},
-                                           GridCase{1, 1}),
-                         [](const auto& info) {
-                             return std::to_string(info.param.width) + "x" + std::to_string(info.param.height);
-                         });
-
-// The model inside the project features starts zeroed, on a defined weight set.
-TEST_F(CnnLuxDelta, ModelStartsZeroedOnDefinedWeights) {
-    const LightRegression& m = feature->mModel;
-    for (float v : m.mOutput) EXPECT_EQ(v, 0.0f);
-    for (const auto& row : m.mImage)
-        for (const auto& px : row)
-            for (float v : px) ASSERT_EQ(v, 0.0f);
-    EXPECT_EQ(m.mLayer1Kernel, light_regression::weightSet(0, 1)[light_regression::kLayer1Kernel]);
-    EXPECT_EQ(m.mLayer12Bias, light_regression::weightSet(0, 1)[light_regression::kLayer12Bias]);
-}
+                         ::testing::Values(std::pair{51, 81}, std::pair{102, 81}, std::pair{102, 162},
+                                           std::pair{43, 112}, std::pair{1, 1}));
 
 // Eye weights round half away from zero and saturate at the int limits.
 TEST_F(CnnLuxDelta, EyeWeightsRoundHalfAwayFromZero) {
@@ -104,73 +85,60 @@ TEST_F(CnnLuxDelta, EyeWeightsRoundHalfAwayFromZero) {
     }
 }
 
-struct HopCase {
-    int screenHopMode, hop;
-};
-
-class ScreenHop : public CnnLuxDelta, public ::testing::WithParamInterface<HopCase> {};
+class ScreenHop : public CnnLuxDelta, public ::testing::WithParamInterface<std::pair<int, int>> {};
 
 // Screen-hop modes 0 and 1 run the model in modes 2 and 1; anything else in
-// the other modes.
-TEST_P(ScreenHop, SelectsModelMode) {
-    screenHopMode = GetParam().screenHopMode;
+// the other modes. The result is the model's output, logged when verbose.
+TEST_P(ScreenHop, SelectsModelModeAndLogsTheResult) {
+    const auto [mode, hop] = GetParam();
+    screenHopMode = mode;
     mLogSwitch = 1;
-    ASSERT_TRUE(feature->calcProjectCNNLuxDelta(capture(51, 81, pattern), 7601, 51, 81, delta));
-    const int hop = GetParam().hop;
+    ASSERT_TRUE(feature->calcProjectCNNLuxDelta(capture(51, 81), 7601, 51, 81, delta));
     // 7601 is level 1 in modes 1 and 2 and level 2 otherwise.
     EXPECT_EQ(feature->mModel.mLayer1Kernel, light_regression::weightSet(hop, hop == 0 ? 2 : 1)[0]);
-    const std::string last = logs.texts().back();
-    const std::string tail = ", br 7601 hop" + std::to_string(hop);
-    EXPECT_EQ(last.substr(last.size() - tail.size()), tail) << last;
-}
-
-INSTANTIATE_TEST_SUITE_P(Codes, ScreenHop,
-                         ::testing::Values(HopCase{0, 2}, HopCase{1, 1}, HopCase{2, 0}, HopCase{-1, 0}, HopCase{7, 0}));
-
-TEST_F(CnnLuxDelta, ResultIsTheModelsOutputAndIsLogged) {
-    mLogSwitch = 1;
-    ASSERT_TRUE(feature->calcProjectCNNLuxDelta(capture(51, 81, pattern), 9000, 51, 81, delta));
     EXPECT_EQ(feature->lastDelta, feature->mModel.mOutput);
     for (int k = 0; k < 5; ++k) EXPECT_EQ(delta[k], feature->lastDelta[k]);
     char line[400];
     std::snprintf(line, sizeof line,
                   "UL: calcCNNLuxDelta crgbw blk[100.000000, 50.000000, 120.000000, 20.000000, 60.000000], "
                   "nblk[900.000000, 700.000000, 800.000000, 300.000000, 950.000000], "
-                  "cnnDelta[%f, %f, %f, %f, %f], br 9000 hop2",
-                  delta[0], delta[1], delta[2], delta[3], delta[4]);
+                  "cnnDelta[%f, %f, %f, %f, %f], br 7601 hop%d",
+                  delta[0], delta[1], delta[2], delta[3], delta[4], hop);
     EXPECT_EQ(logs.texts(ANDROID_LOG_INFO, "_Z_ZSensorFusion").back(), line);
 }
 
+INSTANTIATE_TEST_SUITE_P(Codes, ScreenHop,
+                         ::testing::Values(std::pair{0, 2}, std::pair{1, 1}, std::pair{2, 0}, std::pair{-1, 0},
+                                           std::pair{7, 0}));
+
 // Nothing is predicted and `delta` keeps the caller's values.
 TEST_F(CnnLuxDelta, GuardsLeaveDeltaUntouched) {
-    const float before[5] = {-1, -2, -3, -4, -5};
-    auto expectUntouched = [&] {
-        for (int k = 0; k < 5; ++k) EXPECT_EQ(delta[k], before[k]);
-    };
     for (int id : {-1, 2, 5}) {
         feature->displayId = id;
-        EXPECT_FALSE(feature->calcProjectCNNLuxDelta(capture(51, 81, pattern), 9000, 51, 81, delta));
-        expectUntouched();
+        EXPECT_FALSE(feature->calcProjectCNNLuxDelta(capture(51, 81), 9000, 51, 81, delta));
     }
     EXPECT_TRUE(logs.texts().empty());
     feature->displayId = 1;
 
     // Size mismatch: quiet unless verbose logging is on.
-    EXPECT_FALSE(feature->calcProjectCNNLuxDelta(capture(51, 80, pattern), 9000, 51, 81, delta));
+    EXPECT_FALSE(feature->calcProjectCNNLuxDelta(capture(51, 80), 9000, 51, 81, delta));
     EXPECT_TRUE(logs.texts().empty());
     mLogSwitch = 1;
-    EXPECT_FALSE(feature->calcProjectCNNLuxDelta(capture(51, 80, pattern), 9000, 51, 81, delta));
+    EXPECT_FALSE(feature->calcProjectCNNLuxDelta(capture(51, 80), 9000, 51, 81, delta));
     EXPECT_EQ(logs.texts(ANDROID_LOG_ERROR, "_Z_ZSensorFusion"),
               std::vector<std::string>{"pixcel info error size = 12240"});
-    expectUntouched();
 
     // Dimensions whose product matches but which cannot index the capture.
-    android::Vector<int> empty;
-    EXPECT_FALSE(feature->calcProjectCNNLuxDelta(empty, 9000, 0, 0, delta));
-    EXPECT_FALSE(feature->calcProjectCNNLuxDelta(capture(51, 81, pattern), 9000, -51, -81, delta));
+    EXPECT_FALSE(feature->calcProjectCNNLuxDelta(android::Vector<int>(), 9000, 0, 0, delta));
+    EXPECT_FALSE(feature->calcProjectCNNLuxDelta(capture(51, 81), 9000, -51, -81, delta));
     EXPECT_TRUE(logs.contains("UL: calcCNNLuxDelta invalid capture 0 x 0"));
-    expectUntouched();
+    for (int k = 0; k < 5; ++k) EXPECT_EQ(delta[k], -1.0f - k);
+    // Nothing reached the model, which still holds its zeroed start.
     EXPECT_EQ(feature->lastDelta, nullptr);
+    for (float v : feature->mModel.mOutput) EXPECT_EQ(v, 0.0f);
+    for (const auto& row : feature->mModel.mImage)
+        for (const auto& px : row)
+            for (float v : px) ASSERT_EQ(v, 0.0f);
 }
 
 // From a host capture through the facade to five deltas that the numpy
@@ -184,11 +152,10 @@ TEST(CnnLuxDeltaFacade, CapturesMatchReference) {
     for (int i = 0; i < 3; ++i) {
         const std::string key = "capture/" + std::to_string(i);
         const std::vector<float>& args = golden[key + "/args"];
-        const std::vector<float>& pixels = golden[key + "/pixels"];
         const std::vector<float>& want = golden[key + "/output"];
         ASSERT_EQ(args.size(), 17u);
         android::Vector<int> cap;
-        for (float p : pixels) cap.push_back(int(p));
+        for (float p : golden[key + "/pixels"]) cap.push_back(int(p));
         root->setEyeParam(args[2], args[3], args[4]);
         screenHopMode = int(args[5]);
         for (int k = 0; k < 5; ++k) {

@@ -56,19 +56,12 @@ TEST_F(LuxFormulaTest, GainCurvesMatchReferenceAtBandEdges) {
     for (const CurveCase& c : kCurveCases) {
         SCOPED_TRACE(c.x);
         EXPECT_EQ(feature->calByCoefficient7301(c.x), c.g1);
-        for (int panel : {2, 3}) {
+        for (int panel : {2, 3, 4, 5}) {
             feature->displayId = panel;
-            EXPECT_EQ(feature->calcLuxForProject(nullptr, c.x), c.g1);
-        }
-        for (int panel : {4, 5}) {
-            feature->displayId = panel;
-            EXPECT_EQ(feature->calcLuxForProject(nullptr, c.x), c.g2);
+            EXPECT_EQ(feature->calcLuxForProject(nullptr, c.x), panel < 4 ? c.g1 : c.g2) << panel;
         }
     }
-}
-
-TEST_F(LuxFormulaTest, LuxScaleAppliesBeforeTheCurve) {
-    feature->displayId = 4;
+    // The lux scale applies before the curve.
     feature->luxScale = 2.0f;
     EXPECT_EQ(feature->calcLuxForProject(nullptr, 750.0f), 0x1.abc332p+10f);  // G2(1500)
 }
@@ -112,39 +105,35 @@ TEST_F(LuxFormulaTest, ChannelFormulaFromBrightness5514OnPanelsOutsideTheGroups)
 TEST_F(LuxFormulaTest, VerboseLinesOnlyWithLogSwitch) {
     feature->displayId = 1;
     double crgbw[5] = {1, 2, 3, 4, 5};
-    brightness = 100;
     logs.clear();
-    feature->calcLuxForProject(crgbw, 10.0f);
-    brightness = 6000;
-    feature->calcLuxForProject(crgbw, 10.0f);
-    EXPECT_TRUE(logs.lines().empty());
-
-    mLogSwitch = 1;
-    brightness = 100;
-    feature->calcLuxForProject(crgbw, 10.0f);
-    brightness = 6000;
-    feature->calcLuxForProject(crgbw, 10.0f);
-    auto lines = logs.texts(ANDROID_LOG_ERROR, "_Z_ZSensorFusion");
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0], "UL: calcLuxForProject displayId 1, br 100 < 5514, use originLux 10.000000");
-    EXPECT_EQ(lines[1],
-              "UL: calcLuxForProject displayId 1, br 6000, crgbw[1.000000, 2.000000, 3.000000, "
-              "4.000000, 5.000000], cal_crgbw[1.000000, 2.000000, 3.000000, 4.000000, 5.000000], "
-              "originLux 10.000000, finalLux 0.067200 ");
+    for (int logSwitch : {0, 1}) {
+        mLogSwitch = logSwitch;
+        for (int br : {100, 6000}) {
+            brightness = br;
+            feature->calcLuxForProject(crgbw, 10.0f);
+        }
+    }
+    EXPECT_EQ(logs.texts(ANDROID_LOG_ERROR, "_Z_ZSensorFusion"),
+              (std::vector<std::string>{
+                      "UL: calcLuxForProject displayId 1, br 100 < 5514, use originLux 10.000000",
+                      "UL: calcLuxForProject displayId 1, br 6000, crgbw[1.000000, 2.000000, 3.000000, "
+                      "4.000000, 5.000000], cal_crgbw[1.000000, 2.000000, 3.000000, 4.000000, 5.000000], "
+                      "originLux 10.000000, finalLux 0.067200 "}));
+    EXPECT_EQ(logs.lines().size(), 2u);
 }
 
+// The reference scope belongs to width 480 at home and 420 overseas.
 TEST_F(LuxFormulaTest, PixelScopeFollowsTheReferenceWidth) {
-    int scope[4] = {};
-    feature->isOverSeas = false;
-    feature->getPixcelScope(480, scope);
-    EXPECT_EQ(std::vector<int>(scope, scope + 4), (std::vector<int>{686, 43, 729, 112}));
-    feature->getPixcelScope(420, scope);
-    EXPECT_EQ(std::vector<int>(scope, scope + 4), (std::vector<int>{800, 50, 850, 130}));
-    feature->isOverSeas = true;
-    feature->getPixcelScope(420, scope);
-    EXPECT_EQ(std::vector<int>(scope, scope + 4), (std::vector<int>{686, 43, 729, 112}));
-    feature->getPixcelScope(480, scope);
-    EXPECT_EQ(std::vector<int>(scope, scope + 4), (std::vector<int>{800, 50, 850, 130}));
+    const std::vector<int> reference{686, 43, 729, 112}, other{800, 50, 850, 130};
+    for (bool overseas : {false, true}) {
+        feature->isOverSeas = overseas;
+        for (int width : {480, 420}) {
+            int scope[4] = {};
+            feature->getPixcelScope(width, scope);
+            EXPECT_EQ(std::vector<int>(scope, scope + 4), (width == 480) != overseas ? reference : other)
+                    << overseas << " " << width;
+        }
+    }
 }
 
 }  // namespace

@@ -70,66 +70,45 @@ TEST_F(ProjectFeatureSetup, IdentityPathThatIsADirectoryLeavesUnknown) {
     EXPECT_EQ(build()->displayId, -1);
 }
 
-TEST_F(ProjectFeatureSetup, DefaultsAndConstructionLogLines) {
-    auto feature = build();
-    EXPECT_EQ(feature->luxScale, 1.0f);
-    EXPECT_EQ(feature->autoTest, 0);
-    EXPECT_FALSE(feature->isOverSeas);
-    EXPECT_EQ(feature->sampleCols, 51);
-    EXPECT_EQ(feature->sampleRows, 81);
-    EXPECT_EQ(feature->caliFactorCount, 5);
-    EXPECT_EQ(feature->lastDelta, nullptr);
-    for (double e : feature->eyeParam) EXPECT_EQ(e, 1.0);
-    EXPECT_EQ(logs.texts(ANDROID_LOG_INFO, kTag),
-              (std::vector<std::string>{"UL: ProjectFeature->default. autoTest = 0 isOverSeas = 0",
-                                        "ProjectFeature->default. calibraton = 500",
-                                        "UL: getChannelCaliParam crgbw:[1.000000 1.000000 1.000000 1.000000 1.000000]"}));
-    EXPECT_EQ(logs.texts(ANDROID_LOG_ERROR, kTag),
-              (std::vector<std::string>{"UL: getDisplayId open file failed!", "UL: getDisplayId -1"}));
-}
-
-struct ThresholdCase {
-    const char* text;
+// Construction reads the test-mode, product and light-threshold properties and
+// says what it made of them.
+struct PropertyCase {
+    const char* skipRestrict;
+    const char* model;
+    const char* threshold;
+    int autoTest;
+    bool overseas;
     float scale;
     int logged;
 };
 
-class LightThreshold : public ProjectFeatureSetup, public ::testing::WithParamInterface<ThresholdCase> {};
+class ConstructionProperties : public ProjectFeatureSetup, public ::testing::WithParamInterface<PropertyCase> {};
 
-TEST_P(LightThreshold, ScalesLux) {
-    sctest::ScopedProperty p("persist.sys.light_threshold", GetParam().text);
+TEST_P(ConstructionProperties, SetFlagsAndLuxScale) {
+    const PropertyCase& c = GetParam();
+    sctest::ScopedProperty a("persist.sys.skip_restrict", c.skipRestrict);
+    sctest::ScopedProperty m("ro.product.model.qmx", c.model);
+    sctest::ScopedProperty t("persist.sys.light_threshold", c.threshold);
     auto feature = build();
-    EXPECT_EQ(feature->luxScale, GetParam().scale);
-    EXPECT_TRUE(logs.contains("ProjectFeature->default. calibraton = " + std::to_string(GetParam().logged)));
+    EXPECT_EQ(feature->autoTest, c.autoTest);
+    EXPECT_EQ(feature->isOverSeas, c.overseas);
+    EXPECT_EQ(feature->luxScale, c.scale);
+    EXPECT_EQ(logs.texts(ANDROID_LOG_INFO, kTag),
+              (std::vector<std::string>{"UL: ProjectFeature->default. autoTest = " + std::to_string(c.autoTest) +
+                                                " isOverSeas = " + std::to_string(c.overseas),
+                                        "ProjectFeature->default. calibraton = " + std::to_string(c.logged),
+                                        "UL: getChannelCaliParam crgbw:[1.000000 1.000000 1.000000 1.000000 1.000000]"}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Values, LightThreshold,
-                         ::testing::Values(ThresholdCase{"", 1.0f, 500}, ThresholdCase{"0", 500.0f, 0},
-                                           ThresholdCase{"250", 2.0f, 250}, ThresholdCase{"-250", -2.0f, -250},
-                                           ThresholdCase{"abc", 1.0f, 500}, ThresholdCase{"1000x", 0.5f, 1000},
-                                           ThresholdCase{"99999999999999", 500.0f / 2147483647.0f, 2147483647}));
-
-struct FlagCase {
-    const char* skipRestrict;
-    const char* model;
-    int autoTest;
-    bool overseas;
-};
-
-class ProjectFlags : public ProjectFeatureSetup, public ::testing::WithParamInterface<FlagCase> {};
-
-TEST_P(ProjectFlags, FromProperties) {
-    sctest::ScopedProperty a("persist.sys.skip_restrict", GetParam().skipRestrict);
-    sctest::ScopedProperty m("ro.product.model.qmx", GetParam().model);
-    auto feature = build();
-    EXPECT_EQ(feature->autoTest, GetParam().autoTest);
-    EXPECT_EQ(feature->isOverSeas, GetParam().overseas);
-}
-
-INSTANTIATE_TEST_SUITE_P(Values, ProjectFlags,
-                         ::testing::Values(FlagCase{"", "", 0, false}, FlagCase{"1", "KX7301", 1, false},
-                                           FlagCase{"x", "KX7301 ", 0, true}, FlagCase{"-3", "KX7302", -3, true},
-                                           FlagCase{"7", "kx7301", 7, true}));
+INSTANTIATE_TEST_SUITE_P(
+        Values, ConstructionProperties,
+        ::testing::Values(PropertyCase{"", "", "", 0, false, 1.0f, 500},
+                          PropertyCase{"1", "KX7301", "0", 1, false, 500.0f, 0},
+                          PropertyCase{"x", "KX7301 ", "250", 0, true, 2.0f, 250},
+                          PropertyCase{"-3", "KX7302", "-250", -3, true, -2.0f, -250},
+                          PropertyCase{"7", "kx7301", "abc", 7, true, 1.0f, 500},
+                          PropertyCase{"", "", "1000x", 0, false, 0.5f, 1000},
+                          PropertyCase{"", "", "99999999999999", 0, false, 500.0f / 2147483647.0f, 2147483647}));
 
 struct FactorCase {
     const char* text;
@@ -139,7 +118,8 @@ struct FactorCase {
 class CaliFactor : public ProjectFeatureSetup, public ::testing::WithParamInterface<FactorCase> {};
 
 TEST_P(CaliFactor, BelowSinglePrecision1em5MeansUncalibrated) {
-    // Each channel gets its own value so a swapped slot shows up.
+    // Each channel gets its own value so a swapped slot shows up, in the
+    // array and in the log line.
     const char* names[5] = {"c", "r", "g", "b", "w"};
     std::vector<std::unique_ptr<sctest::ScopedProperty>> props;
     for (int i = 0; i < 5; ++i) {
@@ -147,11 +127,12 @@ TEST_P(CaliFactor, BelowSinglePrecision1em5MeansUncalibrated) {
         props.emplace_back(new sctest::ScopedProperty(std::string("persist.sys.mscct.cali.factor_") + names[i], value));
     }
     auto feature = build();
-    EXPECT_EQ(feature->caliFactor[0], 2.0f);
-    EXPECT_EQ(feature->caliFactor[1], GetParam().expected);
-    EXPECT_EQ(feature->caliFactor[2], 4.0f);
-    EXPECT_EQ(feature->caliFactor[3], 5.0f);
-    EXPECT_EQ(feature->caliFactor[4], 6.0f);
+    const float want[5] = {2.0f, GetParam().expected, 4.0f, 5.0f, 6.0f};
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(feature->caliFactor[i], want[i]) << i;
+    char line[200];
+    std::snprintf(line, sizeof line, "UL: getChannelCaliParam crgbw:[%.6f %.6f %.6f %.6f %.6f]", want[0], want[1],
+                  want[2], want[3], want[4]);
+    EXPECT_TRUE(logs.contains(line)) << line;
 }
 
 INSTANTIATE_TEST_SUITE_P(Values, CaliFactor,
@@ -159,12 +140,5 @@ INSTANTIATE_TEST_SUITE_P(Values, CaliFactor,
                                            FactorCase{"0", 1.0f}, FactorCase{"-2", 1.0f}, FactorCase{"abc", 1.0f},
                                            FactorCase{"nan", 1.0f}, FactorCase{"1.25", 1.25f},
                                            FactorCase{"", 1.0f}, FactorCase{"1e40", INFINITY}));
-
-TEST_F(ProjectFeatureSetup, CaliFactorLogLineInChannelOrder) {
-    sctest::ScopedProperty r("persist.sys.mscct.cali.factor_r", "1.5");
-    sctest::ScopedProperty w("persist.sys.mscct.cali.factor_w", "0.25");
-    build();
-    EXPECT_TRUE(logs.contains("UL: getChannelCaliParam crgbw:[1.000000 1.500000 1.000000 1.000000 0.250000]"));
-}
 
 }  // namespace

@@ -19,7 +19,6 @@
 using android::ProjectFeature;
 using hostbinder::FakeSensorFactory;
 using hostbinder::ScopedFakeSensorFactory;
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 namespace {
@@ -76,39 +75,34 @@ protected:
 };
 
 TEST_F(SixthLightCali, InstallsTheServiceCalibrationAndLogsItByColour) {
-    const float gain[3] = {1.25f, 1.0f, 1.0f};
+    const float gain[3] = {1.25f, 1.0f, 0.5f};
     ScopedFakeSensorFactory fake(scaledReference(gain));
     feature->updateProjectSixthLightCali();
 
     EXPECT_EQ(fake->callCount(), 1);
     EXPECT_EQ(fake->lastId(), 590);
-    std::array<int32_t, 32> expectedArgs{};
-    expectedArgs[0] = 1;
-    expectedArgs[1] = 12208;
-    expectedArgs[2] = 255;
+    std::array<int32_t, 32> expectedArgs{1, 12208, 255};
     EXPECT_EQ(fake->lastArgs(), expectedArgs);
 
     const auto& ref = light_regression::referenceTable(0);
-    char line0[256], line1[256];
-    std::snprintf(line0, sizeof line0, "UL: initDriverCali  color:0 nblk crgbw:[ %.6f %.6f %.6f %.6f %.6f ]",
-                  ref[0][0][0] * 1.25f, ref[0][0][1] * 1.25f, ref[0][0][2] * 1.25f, ref[0][0][3] * 1.25f,
-                  ref[0][0][4] * 1.25f);
-    std::snprintf(line1, sizeof line1, "UL: initDriverCali  color:0 blk crgbw:[%.6f %.6f %.6f %.6f %.6f]",
-                  ref[0][1][0] * 1.25f, ref[0][1][1] * 1.25f, ref[0][1][2] * 1.25f, ref[0][1][3] * 1.25f,
-                  ref[0][1][4] * 1.25f);
-    auto lines = calibrationLines();
-    ASSERT_EQ(lines.size(), 7u);
-    EXPECT_EQ(lines[0], "UL: initDriverCali AidlSensorFactoryHalWrapper 0x24e ret = 0");
-    EXPECT_EQ(lines[1], line0);
-    EXPECT_EQ(lines[2], line1);
+    std::vector<std::string> want{"UL: initDriverCali AidlSensorFactoryHalWrapper 0x24e ret = 0"};
     for (int k = 0; k < 3; ++k) {
-        EXPECT_THAT(lines[1 + 2 * k], HasSubstr("color:" + std::to_string(k) + " nblk crgbw:[ "));
-        EXPECT_THAT(lines[2 + 2 * k], HasSubstr("color:" + std::to_string(k) + " blk crgbw:["));
+        char line[256];
+        const float* n = ref[k][0];
+        const float* b = ref[k][1];
+        const float g = gain[k];
+        std::snprintf(line, sizeof line, "UL: initDriverCali  color:%d nblk crgbw:[ %.6f %.6f %.6f %.6f %.6f ]", k,
+                      n[0] * g, n[1] * g, n[2] * g, n[3] * g, n[4] * g);
+        want.push_back(line);
+        std::snprintf(line, sizeof line, "UL: initDriverCali  color:%d blk crgbw:[%.6f %.6f %.6f %.6f %.6f]", k,
+                      b[0] * g, b[1] * g, b[2] * g, b[3] * g, b[4] * g);
+        want.push_back(line);
     }
+    EXPECT_EQ(calibrationLines(), want);
 
-    // A red screen now gets the red gain as its output correction; blue is untouched.
+    // A red screen now gets the red gain as its output correction, green none.
     for (float v : nblkCorrection(255, 0, 0)) EXPECT_NEAR(v, 1.25f, 1e-6f);
-    for (float v : nblkCorrection(0, 0, 255)) EXPECT_NEAR(v, 1.0f, 1e-6f);
+    for (float v : nblkCorrection(0, 255, 0)) EXPECT_NEAR(v, 1.0f, 1e-6f);
 }
 
 TEST_F(SixthLightCali, FacadeEntryRunsTheUpdateOnTheSingleton) {
@@ -121,19 +115,20 @@ TEST_F(SixthLightCali, FacadeEntryRunsTheUpdateOnTheSingleton) {
     single->displayId = savedPanel;
 }
 
-TEST_F(SixthLightCali, OtherPanelsContactNoService) {
-    ScopedFakeSensorFactory fake;
-    for (int panel : {-1, 2, 3, 4, 5}) {
-        feature->displayId = panel;
-        feature->updateProjectSixthLightCali();
-    }
-    EXPECT_EQ(fake->callCount(), 0);
-    EXPECT_TRUE(logs.lines().empty());
-}
-
-TEST_F(SixthLightCali, NoServiceKeepsThePreviousCalibration) {
+// Other panels contact no service; without one panel 1 keeps its calibration.
+TEST_F(SixthLightCali, SkippedUpdatesKeepThePreviousCalibration) {
     const std::vector<float> before = nblkCorrection(255, 0, 0);
     logs.clear();
+    {
+        ScopedFakeSensorFactory fake;
+        for (int panel : {-1, 2, 3, 4, 5}) {
+            feature->displayId = panel;
+            feature->updateProjectSixthLightCali();
+        }
+        EXPECT_EQ(fake->callCount(), 0);
+        EXPECT_TRUE(logs.lines().empty());
+    }
+    feature->displayId = 1;
     feature->updateProjectSixthLightCali();
     EXPECT_EQ(logs.texts(ANDROID_LOG_INFO, kTag),
               std::vector<std::string>{"UL: AidlSensorFactoryHalWrapper getService failed"});
@@ -141,20 +136,20 @@ TEST_F(SixthLightCali, NoServiceKeepsThePreviousCalibration) {
 }
 
 // A failed test is logged but not checked: whatever the record holds is
-// installed, and the model's ratio window then falls back to no correction.
+// installed. A negative verdict still carries the service's numbers; no answer
+// leaves the fresh client's zeros, which the ratio window turns into no
+// correction.
 TEST_F(SixthLightCali, FailedTestsStillInstallTheRecord) {
     const float gain[3] = {1.25f, 1.25f, 1.25f};
     struct Case {
         const char* name;
         std::function<void(FakeSensorFactory&)> setUp;
-        const char* retLine;
+        int ret;
+        float correction;
     } cases[] = {
-            {"negative verdict", [](FakeSensorFactory& f) { f.setVerdict(-3); },
-             "UL: initDriverCali AidlSensorFactoryHalWrapper 0x24e ret = -1"},
-            {"service error", [](FakeSensorFactory& f) { f.failWithServiceSpecific(7); },
-             "UL: initDriverCali AidlSensorFactoryHalWrapper 0x24e ret = 0"},
-            {"dies in the call", [](FakeSensorFactory& f) { f.dieOnNextCall(); },
-             "UL: initDriverCali AidlSensorFactoryHalWrapper 0x24e ret = 0"},
+            {"negative verdict", [](FakeSensorFactory& f) { f.setVerdict(-3); }, -1, 1.25f},
+            {"service error", [](FakeSensorFactory& f) { f.failWithServiceSpecific(7); }, 0, 1.0f},
+            {"dies in the call", [](FakeSensorFactory& f) { f.dieOnNextCall(); }, 0, 1.0f},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -170,16 +165,11 @@ TEST_F(SixthLightCali, FailedTestsStillInstallTheRecord) {
         feature->updateProjectSixthLightCali();
         auto lines = calibrationLines();
         ASSERT_EQ(lines.size(), 7u);
-        EXPECT_EQ(lines[0], c.retLine);
-        if (std::string(c.name) == "negative verdict") {
-            // The service's numbers are installed even though it said no.
-            EXPECT_NEAR(nblkCorrection(255, 0, 0)[0], 1.25f, 1e-6f);
-        } else {
-            // No answer: the fresh client's empty result (zeros) is installed,
-            // which the ratio window turns into no correction.
+        EXPECT_EQ(lines[0], "UL: initDriverCali AidlSensorFactoryHalWrapper 0x24e ret = " + std::to_string(c.ret));
+        if (c.correction == 1.0f) {
             EXPECT_THAT(lines[1], HasSubstr("[ 0.000000 0.000000 0.000000 0.000000 0.000000 ]"));
-            for (float v : nblkCorrection(255, 0, 0)) EXPECT_EQ(v, 1.0f);
         }
+        for (float v : nblkCorrection(255, 0, 0)) EXPECT_NEAR(v, c.correction, 1e-6f);
     }
 }
 

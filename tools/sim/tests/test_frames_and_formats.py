@@ -20,14 +20,11 @@ from tools.sim import session
 class SampleGrid(unittest.TestCase):
     def test_follows_the_library_sampling_rule(self):
         rng = np.random.default_rng(0)
-        same = rng.integers(0, 256, (1, 81, 51, 3))
-        np.testing.assert_array_equal(frames.sample_grid(same)[0], same[0])
-        wide = rng.integers(0, 256, (1, 81, 102, 3))
-        np.testing.assert_array_equal(frames.sample_grid(wide)[0], wide[0][:, ::2])
-        cap = rng.integers(0, 256, (1, 80, 50, 3))
-        grid = frames.sample_grid(cap)[0]
-        for i, j in ((0, 0), (80, 50), (40, 25), (13, 7)):
-            np.testing.assert_array_equal(grid[i, j], cap[0, (i * 80) // 81, (j * 50) // 51])
+        for h, w in ((81, 51), (81, 102), (80, 50)):
+            cap = rng.integers(0, 256, (1, h, w, 3))
+            grid = frames.sample_grid(cap)[0]
+            for i, j in ((0, 0), (80, 50), (40, 25), (13, 7), (1, 1)):
+                np.testing.assert_array_equal(grid[i, j], cap[0, (i * h) // 81, (j * w) // 51], (h, w, i, j))
 
     def test_eye_parameters_round_half_away_from_zero(self):
         cap = np.array([10, -10, 6]).reshape(1, 1, 1, 3) * np.ones((1, 81, 51, 3), int)
@@ -103,14 +100,13 @@ class Formats(unittest.TestCase):
         with tempfile.TemporaryDirectory() as d:
             formats.write_session(d, b, t, {"unit": unit.to_dict()}, with_patch=True)
             meta, recs = formats.read_session(d)
-        self.assertEqual(meta["frames"], 25)
-        self.assertEqual(len(recs), 25)
+        self.assertEqual((meta["frames"], len(recs)), (25, 25))
         for i, r in enumerate(recs):
             self.assertAlmostEqual(r["time"], i * 0.2)
-            np.testing.assert_array_equal(r["capture_pixels"], b["capture"][i])
-            np.testing.assert_array_equal(r["patch_pixels"], b["patch"][i])
-            np.testing.assert_allclose(r["nblk"], b["nblk"][i], rtol=1e-7)
-            np.testing.assert_allclose(r["blk"], b["blk"][i], rtol=1e-7)
+            for k in ("capture", "patch"):
+                np.testing.assert_array_equal(r[k + "_pixels"], b[k][i])
+            for k in ("nblk", "blk"):
+                np.testing.assert_allclose(r[k], b[k][i], rtol=1e-7)
             self.assertEqual(r["brightness"], int(b["brightness"][i]))
             self.assertAlmostEqual(r["lux"], float(b["lux"][i]), places=3)
             self.assertEqual((r["capture_width"], r["capture_height"]), (50, 80))

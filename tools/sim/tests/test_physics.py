@@ -1,5 +1,6 @@
 """Physical sanity of the panel and sensor model."""
 
+import itertools
 import unittest
 
 import numpy as np
@@ -30,10 +31,9 @@ class Leakage(unittest.TestCase):
                 self.assertTrue(np.all(np.diff(b["screen_nblk"].astype(float), axis=0) > 0))
 
     def test_grows_with_white_content(self):
-        grey = render(REF, solid_screens([[v, v, v] for v in (0, 16, 64, 128, 200, 255)]))
-        area = render(REF, square_screens([1, 5, 15, 31, 61, 121]))
-        for b in (grey, area):
-            s = b["screen_nblk"].astype(float)
+        for screens in (solid_screens([[v, v, v] for v in (0, 16, 64, 128, 200, 255)]),
+                        square_screens([1, 5, 15, 31, 61, 121])):
+            s = render(REF, screens)["screen_nblk"].astype(float)
             self.assertTrue(np.all(np.diff(s, axis=0) > 0), s)
 
     def test_light_far_from_the_spot_leaks_less(self):
@@ -54,30 +54,26 @@ class Leakage(unittest.TestCase):
         colours = [[255, 0, 0], [0, 255, 0], [0, 0, 255], [255, 255, 255]]
         pwm = render(REF, solid_screens(colours), dc_state=0)
         dc = render(REF, solid_screens(colours), dc_state=1)
-        share_pwm = pwm["screen_blk"] / pwm["screen_nblk"]
-        share_dc = dc["screen_blk"] / dc["screen_nblk"]
+        share_pwm, share_dc = (b["screen_blk"] / b["screen_nblk"] for b in (pwm, dc))
         self.assertTrue(np.all((share_pwm >= min(K.BLK_RESIDUAL_PWM) - 1e-6) &
                                (share_pwm <= max(K.BLK_RESIDUAL_PWM) + 1e-6)))
         self.assertTrue(np.all(share_dc > 3 * share_pwm))
 
     def test_current_limit_dims_bright_full_white_only(self):
-        white = solid_screens([[255, 255, 255]] * 4)
-        red = solid_screens([[255, 0, 0]] * 4)
-        acl = [0, 1, 2, 3]
-        w = render(REF, white, brightness=14063, acl=acl)["screen_nblk"][:, 0]
-        r = render(REF, red, brightness=14063, acl=acl)["screen_nblk"][:, 0]
-        self.assertTrue(np.all(np.diff(w) < 0))
-        np.testing.assert_array_equal(r, r[0])
-        xdr = render(REF, white, brightness=14063, acl=acl, display_mode=3)["screen_nblk"][:, 0]
-        np.testing.assert_array_equal(xdr, xdr[0])
+        def clear(colour, display_mode=0):
+            b = render(REF, solid_screens([colour] * 4), brightness=14063, acl=[0, 1, 2, 3], display_mode=display_mode)
+            return b["screen_nblk"][:, 0]
+
+        self.assertTrue(np.all(np.diff(clear([255, 255, 255])) < 0))
+        # Not on red, nor in the XDR mode.
+        for c in (clear([255, 0, 0]), clear([255, 255, 255], display_mode=3)):
+            np.testing.assert_array_equal(c, c[0])
 
     def test_display_modes_are_distinct_colour_settings(self):
         colours = [[255, 255, 255], [255, 0, 0], [0, 255, 0], [0, 0, 255], [128, 128, 128]]
         per_mode = [render(REF, solid_screens(colours), display_mode=m)["screen_nblk"] for m in range(6)]
-        for a in range(6):
-            for b in range(a + 1, 6):
-                rel = np.abs(per_mode[a] / per_mode[b] - 1.0)
-                self.assertGreater(rel.max(), 0.01, (a, b))
+        for a, b in itertools.combinations(range(6), 2):
+            self.assertGreater(np.abs(per_mode[a] / per_mode[b] - 1.0).max(), 0.01, (a, b))
 
     def test_model_mode_scales_both_windows(self):
         b = render(REF, solid_screens([[90, 200, 40]] * 3), screen_hop_mode=[0, 1, 2])

@@ -37,22 +37,21 @@ NO_H5PY = "python3-h5py is not installed: Keras import tests skipped (apt-get in
 
 def reference_forward(network, t, rng):
     """Random input through the converted tensors of one set (numpy, HWC)."""
-    if network == "light_regression":
-        img = rng.random((81, 51, 3))
-        feat = rng.random(5) * 3
-        x = img
-        for name, stride in (("layer1", 2), ("layer3", 1), ("layer5", 1)):
+    def convs(x, names):
+        for name, stride in zip(names, (2, 1, 1)):
             x = nn_ref.maxpool2x2(nn_ref.relu(nn_ref.conv2d_valid(x, t[f"{name}/kernel"], t[f"{name}/bias"], stride)))
-        a = nn_ref.relu(nn_ref.dense(x, t["layer9/kernel"], t["layer9/bias"]))
-        b = nn_ref.relu(nn_ref.dense(feat, t["layer10/kernel"], t["layer10/bias"]))
-        out = nn_ref.relu(nn_ref.dense(np.concatenate([a, b]), t["layer12/kernel"], t["layer12/bias"]))
-        return (img, feat), out
+        return x
+
+    def dense(x, name, kernel="kernel"):
+        return nn_ref.relu(nn_ref.dense(x, t[f"{name}/{kernel}"], t[f"{name}/bias"]))
+
+    if network == "light_regression":
+        img, feat = rng.random((81, 51, 3)), rng.random(5) * 3
+        a, b = dense(convs(img, ("layer1", "layer3", "layer5")), "layer9"), dense(feat, "layer10")
+        return (img, feat), dense(np.concatenate([a, b]), "layer12")
     x0 = rng.random((101, 101, 4))
-    x = x0
-    for name, stride in (("conv0", 2), ("conv1", 1), ("conv2", 1)):
-        x = nn_ref.maxpool2x2(nn_ref.relu(nn_ref.conv2d_valid(x, t[f"{name}/kernel"], t[f"{name}/bias"], stride)))
-    h = nn_ref.relu(nn_ref.dense(x, t["dense1/matrix"], t["dense1/bias"]))
-    return (x0,), nn_ref.relu(nn_ref.dense(h, t["dense2/matrix"], t["dense2/bias"]))
+    h = dense(convs(x0, ("conv0", "conv1", "conv2")), "dense1", "matrix")
+    return (x0,), dense(h, "dense2", "matrix")
 
 
 def run_cli(*argv):
@@ -60,6 +59,20 @@ def run_cli(*argv):
     with contextlib.redirect_stderr(err), contextlib.redirect_stdout(io.StringIO()):
         code = import_model.main(list(argv))
     return code, err.getvalue()
+
+
+def write_keras(path, layers, wrap=False):
+    """A file laid out as Keras' save_weights writes it: layer_names on the
+    root (or under model_weights), weight_names per layer."""
+    with h5py.File(path, "w") as f:
+        root = f.create_group("model_weights") if wrap else f
+        root.attrs["layer_names"] = np.array([n.encode() for n, _ in layers])
+        for name, weights in layers:
+            g = root.create_group(name)
+            wn = [f"{name}/{k}:0" for k, _ in weights]
+            g.attrs["weight_names"] = np.array([w.encode() for w in wn])
+            for w, (_, a) in zip(wn, weights):
+                g.create_dataset(w, data=a)
 
 
 class LayoutChecks(unittest.TestCase):
@@ -73,33 +86,55 @@ class LayoutChecks(unittest.TestCase):
         for y, x, ch in ((0, 0, 1), (3, 2, 31), (1, 3, 0)):
             self.assertEqual(out[(y * w + x) * c + ch, 0], ch * h * w + y * w + x)
 
-    def test_shape_and_count_errors_name_the_layer(self):
+    def test_shape_count_and_value_errors_name_the_layer(self):
         rng = np.random.default_rng(0)
         pairs = [(f"l{i}", rng.random(s[::-1] if len(s) == 2 else (s[3], s[2], 3, 3)), rng.random(b))
                  for i, (_, s, b) in enumerate(layout.expected_shapes(layout.LUX_CNN))]
         layout.from_torch(layout.LUX_CNN, pairs)  # well formed
-        bad = list(pairs)
-        bad[3] = ("fc", rng.random((32, 500)), rng.random(32))
-        with self.assertRaisesRegex(layout.LayoutError, r"layer fc \(dense1\) weight has shape \[32, 500\], "
-                                                        r"expected \[32, 512\]"):
-            layout.from_torch(layout.LUX_CNN, bad)
-        with self.assertRaisesRegex(layout.LayoutError, r"4 weighted layers found .* has 5"):
-            layout.from_torch(layout.LUX_CNN, pairs[:4])
-        nobias = list(pairs)
-        nobias[0] = ("c0", pairs[0][1], None)
-        with self.assertRaisesRegex(layout.LayoutError, r"layer c0 \(conv0\) has no bias"):
-            layout.from_torch(layout.LUX_CNN, nobias)
+        nan = pairs[4][1].copy()
+        nan[0, 0] = np.nan
+        for i, pair, text in ((3, ("fc", rng.random((32, 500)), rng.random(32)),
+                               r"layer fc \(dense1\) weight has shape \[32, 500\], expected \[32, 512\]"),
+                              (0, ("c0", pairs[0][1], None), r"layer c0 \(conv0\) has no bias"),
+                              (4, ("out", nan, pairs[4][2]), r"layer out \(dense2\): non-finite values"),
+                              (None, None, r"4 weighted layers found .* has 5")):
+            with self.subTest(text=text):
+                bad = pairs[:4] if i is None else pairs[:i] + [pair] + pairs[i + 1:]
+                with self.assertRaisesRegex(layout.LayoutError, text):
+                    layout.from_torch(layout.LUX_CNN, bad)
 
-    def test_cli_rejects_unknown_sets_and_missing_files(self):
+    def test_bad_inputs_exit_1_with_a_clear_message(self):
+        rng = np.random.default_rng(6)
         with tempfile.TemporaryDirectory() as d:
-            code, err = run_cli("--network", "lux_cnn", "--no-base", "--set", "mode3/band0=x.pt",
-                                "--out", os.path.join(d, "o.safetensors"))
-            self.assertEqual(code, 1)
-            self.assertIn("unknown weight set 'mode3/band0'", err)
-            code, err = run_cli("--network", "lux_cnn", "--no-base", "--set", f"mode0/band0={d}/none.pt",
-                                "--out", os.path.join(d, "o.safetensors"))
-            self.assertEqual(code, 1)
-            self.assertIn("none.pt: no such file", err)
+            def path(name, content=None):
+                p = os.path.join(d, name)
+                if content is not None:
+                    with open(p, "wb") as f:
+                        f.write(content)
+                return p
+
+            cases = [("mode3/band0", "x.pt", "unknown weight set 'mode3/band0'"),
+                     ("mode0/band0", path("none.pt"), "none.pt: no such file")]
+            if HAVE_TORCH:
+                torch.save(nets.LightRegressionNet().state_dict(), path("lr.pt"))
+                cases += [("mode0/band0", path("junk.pt", b"not a checkpoint"), "not a readable PyTorch state dict"),
+                          ("mode0/band0", path("lr.pt"), "6 weighted layers found")]
+            if HAVE_H5PY:
+                conv = [("kernel", rng.random((3, 3, 4, 32))), ("bias", rng.random(32))]
+                with h5py.File(path("plain.h5"), "w") as f:
+                    f.create_dataset("x", data=np.zeros(3))
+                bn = [("gamma", rng.random(32)), ("beta", rng.random(32))]
+                write_keras(path("bn.h5"), [("conv", conv), ("bn", bn)])
+                write_keras(path("short.h5"), [("conv", [("kernel", rng.random((3, 3, 3, 32))), conv[1]])])
+                cases += [("mode0/band0", path("plain.h5"), "no 'layer_names' attribute"),
+                          ("mode0/band0", path("bn.h5"), "layer bn holds weight 'bn/gamma:0'"),
+                          ("mode0/band0", path("short.h5"), "1 weighted layers found (conv (3, 3, 3, 32))")]
+            for name, src, text in cases:
+                with self.subTest(text=text):
+                    code, err = run_cli("--network", "lux_cnn", "--no-base", "--set", f"{name}={src}",
+                                        "--out", os.path.join(d, "o.safetensors"))
+                    self.assertEqual(code, 1)
+                    self.assertIn(text, err)
 
 
 @unittest.skipUnless(HAVE_TORCH, NO_TORCH)
@@ -173,39 +208,9 @@ class TorchImport(unittest.TestCase):
                 for k, v in m.state_dict().items():
                     torch.testing.assert_close(back.state_dict()[k], v, rtol=0, atol=0)
 
-    def test_wrong_network_is_rejected_with_the_layer(self):
-        with tempfile.TemporaryDirectory() as d:
-            path = os.path.join(d, "lr.pt")
-            torch.save(nets.LightRegressionNet().state_dict(), path)
-            code, err = run_cli("--network", "lux_cnn", "--no-base", "--set", f"mode0/band0={path}",
-                                "--out", os.path.join(d, "o.safetensors"))
-            self.assertEqual(code, 1)
-            self.assertIn("6 weighted layers found", err)
-            path2 = os.path.join(d, "junk.pt")
-            with open(path2, "wb") as f:
-                f.write(b"not a checkpoint")
-            code, err = run_cli("--network", "lux_cnn", "--no-base", "--set", f"mode0/band0={path2}",
-                                "--out", os.path.join(d, "o.safetensors"))
-            self.assertEqual(code, 1)
-            self.assertIn("not a readable PyTorch state dict", err)
-
 
 @unittest.skipUnless(HAVE_H5PY, NO_H5PY)
 class KerasImport(unittest.TestCase):
-    def write_keras(self, path, layers, wrap=False):
-        """A file laid out as Keras' save_weights writes it: layer_names on the
-        root (or under model_weights), weight_names per layer."""
-        with h5py.File(path, "w") as f:
-            root = f.create_group("model_weights") if wrap else f
-            names = [n for n, _ in layers]
-            root.attrs["layer_names"] = np.array([n.encode() for n in names])
-            for name, weights in layers:
-                g = root.create_group(name)
-                wn = [f"{name}/{k}:0" for k, _ in weights]
-                g.attrs["weight_names"] = np.array([w.encode() for w in wn])
-                for w, (_, a) in zip(wn, weights):
-                    g.create_dataset(w, data=a)
-
     def test_light_regression_set_runs_like_its_source(self):
         rng = np.random.default_rng(5)
         shapes = layout.expected_shapes(layout.LIGHT_REGRESSION)
@@ -217,7 +222,7 @@ class KerasImport(unittest.TestCase):
                 layers.append(("max_pooling2d_2", []))
         with tempfile.TemporaryDirectory() as d:
             path = os.path.join(d, "w.h5")
-            self.write_keras(path, layers, wrap=True)
+            write_keras(path, layers, wrap=True)
             out = os.path.join(d, "o.safetensors")
             code, err = run_cli("--network", "light_regression", "--no-base",
                                 *sum((["--set", f"{s}={path}"] for s in layout.LIGHT_REGRESSION["sets"]), []),
@@ -227,29 +232,6 @@ class KerasImport(unittest.TestCase):
         for p, _, _ in shapes:  # Keras layouts are the library's: copied unchanged
             np.testing.assert_array_equal(tensors[f"mode2/level3/{p}/kernel"], src[p][0].astype(np.float32))
             np.testing.assert_array_equal(tensors[f"mode2/level3/{p}/bias"], src[p][1].astype(np.float32))
-
-    def test_bad_keras_files_give_clear_errors(self):
-        rng = np.random.default_rng(6)
-        with tempfile.TemporaryDirectory() as d:
-            out = os.path.join(d, "o.safetensors")
-            cases = []
-            p1 = os.path.join(d, "plain.h5")
-            with h5py.File(p1, "w") as f:
-                f.create_dataset("x", data=np.zeros(3))
-            cases.append((p1, "no 'layer_names' attribute"))
-            p2 = os.path.join(d, "bn.h5")
-            self.write_keras(p2, [("conv", [("kernel", rng.random((3, 3, 4, 32))), ("bias", rng.random(32))]),
-                                  ("bn", [("gamma", rng.random(32)), ("beta", rng.random(32))])])
-            cases.append((p2, "layer bn holds weight 'bn/gamma:0'"))
-            p3 = os.path.join(d, "short.h5")
-            self.write_keras(p3, [("conv", [("kernel", rng.random((3, 3, 3, 32))), ("bias", rng.random(32))])])
-            cases.append((p3, "1 weighted layers found (conv (3, 3, 3, 32))"))
-            for path, text in cases:
-                with self.subTest(path=os.path.basename(path)):
-                    code, err = run_cli("--network", "lux_cnn", "--no-base", "--set", f"mode0/band0={path}",
-                                        "--out", out)
-                    self.assertEqual(code, 1)
-                    self.assertIn(text, err)
 
 
 if __name__ == "__main__":
