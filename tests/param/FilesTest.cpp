@@ -1,5 +1,5 @@
 // Which files are read: versions, the location file and its switches, the walk.
-#include "tests/param/AllocationCount.h"
+#include "tests/support/AllocationCounter.h"
 #include "tests/param/ParamFixture.h"
 
 namespace paramtest {
@@ -205,12 +205,12 @@ TEST_F(StoreTest, SampleTreeLoadsWholeAndPredictsWithoutAllocating) {
     logs.reset();
     __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
     Store::ChannelsDelta d{-1, -1, -1, -1};
-    const long before = allocationCount();
+    const long before = sctest::allocationCount();
     for (int dc : {1, 0}) {
         displayDcState = dc;
         store().calcRecitifyParamDeltaByBrRGBWeight(pixels, 0, 0, &d);
     }
-    EXPECT_EQ(allocationCount() - before, 0);
+    EXPECT_EQ(sctest::allocationCount() - before, 0);
     for (double v : {d.deltaR, d.deltaG, d.deltaB, d.deltaC}) {
         EXPECT_GT(v, 0.0);
         EXPECT_LT(v, 10.0);
