@@ -21,16 +21,12 @@
 #include "fusion/ProjectFeature.h"
 #include "fusion/SharedState.h"
 #include "fuzz/FuzzInput.h"
+#include "tests/support/ProjectProperties.h"
 
 namespace {
 
-const char* const kProperties[] = {
-        "persist.sys.skip_restrict",       "ro.product.model.qmx",
-        "persist.sys.light_threshold",     "persist.sys.mscct.cali.factor_r",
-        "persist.sys.mscct.cali.factor_g", "persist.sys.mscct.cali.factor_b",
-        "persist.sys.mscct.cali.factor_c", "persist.sys.mscct.cali.factor_w",
-};
-constexpr size_t kPropertyCount = sizeof(kProperties) / sizeof(kProperties[0]);
+using sctest::kProjectProperties;
+constexpr size_t kPropertyCount = sctest::kProjectPropertyCount;
 
 // The identity file is relative to the working directory: work in a scratch
 // directory of our own.
@@ -57,7 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         std::fclose(f);
     }
     for (size_t i = 0; i < kPropertyCount; ++i)
-        android::base::SetProperty(kProperties[i], i + 1 < parts.size() ? parts[i + 1] : "");
+        android::base::SetProperty(kProjectProperties[i], i + 1 < parts.size() ? parts[i + 1] : "");
 
     const std::string& tail = parts.size() == kPropertyCount + 2 ? parts.back() : std::string();
     scfuzz::Input in(reinterpret_cast<const uint8_t*>(tail.data()), tail.size());

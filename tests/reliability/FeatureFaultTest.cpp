@@ -12,18 +12,12 @@
 #include "fusion/SharedState.h"
 #include "platform/Properties.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/ProjectProperties.h"
 #include "tests/support/TestEnv.h"
 
 using android::ProjectFeature;
 
 namespace {
-
-const char* const kProperties[] = {
-        "persist.sys.skip_restrict",       "ro.product.model.qmx",
-        "persist.sys.light_threshold",     "persist.sys.mscct.cali.factor_r",
-        "persist.sys.mscct.cali.factor_g", "persist.sys.mscct.cali.factor_b",
-        "persist.sys.mscct.cali.factor_c", "persist.sys.mscct.cali.factor_w",
-};
 
 struct HostileValue {
     const char* name;
@@ -40,7 +34,7 @@ protected:
 
 TEST_P(HostileProperties, EveryValueFallsBackToAUsableOne) {
     std::vector<std::unique_ptr<sctest::ScopedProperty>> props;
-    for (const char* key : kProperties) props.emplace_back(new sctest::ScopedProperty(key, GetParam().value));
+    for (const char* key : sctest::kProjectProperties) props.emplace_back(new sctest::ScopedProperty(key, GetParam().value));
     dir.write("sys/lcm/lcm_id", "0x000000a0");
     std::unique_ptr<ProjectFeature> feature(new ProjectFeature());
 
