@@ -95,9 +95,9 @@ test-aarch64:
 
 # valgrind memcheck over every test program (or those named in
 # MEMCHECK_TESTS), the programs they start (sensorcfg, the model-data
-# generator) and the demo. The allocation-counting programs replace operator
-# new themselves, which memcheck cannot follow: they are left out. About an
-# hour on a 2-core machine.
+# generator) and the demo. The allocation-counting programs that forward
+# malloc to glibc themselves are left out: memcheck cannot follow them. About
+# an hour on a 2-core machine.
 MEMCHECK_TESTS ?= $(filter-out %_alloc_tests,$(notdir $(wildcard $(BUILD)/tests/*/*_tests $(BUILD)/tests/*/*/*_tests)))
 VALGRIND = valgrind --trace-children=yes --error-exitcode=99 --suppressions=tests/reliability/valgrind.supp --leak-check=full --errors-for-leak-kinds=definite --quiet
 memcheck: build

@@ -23,7 +23,7 @@ set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/aarch64-linux-gnu/pkgconfig:/usr/share/pkgco
 # installed beside the host's: `make test-aarch64` unpacks it into the build
 # tree and names that directory here, for the linker and for the emulator.
 if(SC_AARCH64_EXTRA_LIBS)
-  set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64 -E LD_LIBRARY_PATH=${SC_AARCH64_EXTRA_LIBS})
+  list(APPEND CMAKE_CROSSCOMPILING_EMULATOR -E LD_LIBRARY_PATH=${SC_AARCH64_EXTRA_LIBS})
   set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-rpath-link,${SC_AARCH64_EXTRA_LIBS}")
   set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Wl,-rpath-link,${SC_AARCH64_EXTRA_LIBS}")
 endif()
